@@ -1,0 +1,99 @@
+#include "app/ZelApp.h"
+
+#include "app/ZelBuildConfig.h"
+#include "app/ZelLogging.h"
+#include "core/ZelMachineAssay.h"
+#include "wizard/ZelMainWindow.h"
+
+#include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QTextStream>
+
+namespace {
+
+constexpr char imageFolder[] = "lib/Resources/images";
+constexpr char stylesheetFolder[] = "lib/Resources/stylesheets";
+
+QString resourcePath(const QString& root, const char* folder, const char* name) {
+    return root + QDir::separator() + folder + QDir::separator() + name;
+}
+
+} // namespace
+
+ZelApp::ZelApp(int& argc, char** argv)
+    : QApplication(argc, argv), host(ZelBuildConfig::vendorHost), scheme("https"),
+      applicationPath(applicationFilePath()),
+      successUrl(QString("http://") + ZelBuildConfig::vendorHost + "/view/ZEL-Success") {
+    QDir root(applicationDirPath());
+    for (int level = 0; level < 4; ++level)
+        root.cdUp();
+    installRoot = root.absolutePath();
+
+    parseCommandLineArguments();
+}
+
+ZelApp::~ZelApp() {
+    ZelFinalizeLogging();
+}
+
+int ZelApp::Start() {
+    setWindowIcon(LoadIconResource("zel.png"));
+    loadStylesheet("zel.qss");
+
+    wizard = new (std::nothrow) ZelMainWindow;
+    if (!wizard)
+        return 1;
+    wizard->setVisible(true);
+    wizard->raise();
+    return 0;
+}
+
+bool ZelApp::isGui() const {
+    return qobject_cast<QApplication*>(QCoreApplication::instance());
+}
+
+QIcon ZelApp::LoadIconResource(const char* name) const {
+    QIcon icon;
+    if (name)
+        icon.addFile(resourcePath(installRoot, imageFolder, name), QSize(), QIcon::Normal,
+                     QIcon::Off);
+    return icon;
+}
+
+QPixmap ZelApp::LoadPixmapResource(const char* name) const {
+    return name ? QPixmap(resourcePath(installRoot, imageFolder, name)) : QPixmap();
+}
+
+void ZelApp::loadStylesheet(const char* name) {
+    if (!name)
+        return;
+    QFile file(resourcePath(installRoot, stylesheetFolder, name));
+    if (!file.exists() || !file.open(QIODevice::ReadOnly))
+        return;
+
+    QString stylesheet;
+    QTextStream stream(&file);
+    for (QString line; stream.readLineInto(&line);)
+        stylesheet += line;
+    file.close();
+    setStyleSheet(stylesheet);
+}
+
+QNetworkAccessManager* ZelApp::getNetworkManager() {
+    if (!networkManager) {
+        networkManager = new QNetworkAccessManager(this);
+        connect(networkManager, &QNetworkAccessManager::finished, this, &ZelApp::finishedReply);
+    }
+    return networkManager;
+}
+
+char* ZelApp::getDownloadBuffer() {
+    if (!readBuffer)
+        readBuffer = std::make_unique<char[]>(downloadBufferSize);
+    return readBuffer.get();
+}
+
+void ZelApp::DoAssay() {
+    assay = ZelMachineAssay::Singleton();
+    assay->DoAssay();
+}

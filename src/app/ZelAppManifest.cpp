@@ -1,0 +1,138 @@
+// The manifest: its request, the judgement of the reply, and the local files beside it.
+
+#include "app/ZelApp.h"
+#include "core/ZelMachineAssay.h"
+#include "core/ZelManifestHandler.h"
+
+#include <QDebug>
+#include <QHttpMultiPart>
+#include <QNetworkAccessManager>
+#include <QRegularExpression>
+#include <QXmlInputSource>
+
+namespace {
+
+void appendFormField(QHttpMultiPart* form, const char* name, const QString& value) {
+    QHttpPart part;
+    part.setHeader(QNetworkRequest::ContentDispositionHeader,
+                   QString("form-data; name=\"%1\"").arg(name));
+    part.setBody(value.toUtf8());
+    form->append(part);
+}
+
+void fillFromEnvironment(QString& member, const char* variable) {
+    if (member.isEmpty())
+        ZelMachineAssay::GetEnv(variable, member, nullptr, nullptr);
+}
+
+} // namespace
+
+QUrl ZelApp::GetURL(ZelLocation location) const {
+    QUrl url;
+    url.setScheme(scheme);
+
+    // A debug server may come with a port: name:port, 10.0.0.5:port, [::1]:port.
+    static const QRegularExpression hostAndPort("^([^:]+|\\[[^\\]]+\\]):([0-9]{1,5})$");
+    const QRegularExpressionMatch match = hostAndPort.match(host);
+    if (match.hasMatch() && match.captured(2).toInt() <= 65535) {
+        url.setHost(match.captured(1));
+        url.setPort(match.captured(2).toInt());
+    } else {
+        url.setHost(host);
+    }
+
+    if (location == ZelManifestLocation)
+        url.setPath("/forum/currentproducts.php");
+    return url;
+}
+
+void ZelApp::RequestManifest(const QUrl& url, const QString& userId, const QString& userPassword,
+                             const QString& platform) {
+    manifest.clear();
+    fillFromEnvironment(manifestFile, "ZEL_MANIFEST_FILE");
+    if (!manifestFile.isEmpty()) {
+        qDebug() << "Loading manifest from disk ONLY";
+        alternateManifest();
+        emit validManifestReply();
+        return;
+    }
+
+    qDebug() << "Requesting manifest from " << url;
+    auto* form = new QHttpMultiPart(QHttpMultiPart::FormDataType, this);
+    appendFormField(form, "platform", platform);
+    appendFormField(form, "community", "1");
+    // The server decodes the user id, and only that.
+    appendFormField(form, "username", QString(userId).replace('&', "&amp;"));
+    appendFormField(form, "userpass", userPassword);
+
+    manifestReply = getNetworkManager()->post(QNetworkRequest(url), form);
+    form->setParent(manifestReply);
+    connect(manifestReply, &QNetworkReply::sslErrors, this, &ZelApp::manifestSslErrors);
+}
+
+void ZelApp::finishedReply(QNetworkReply* reply) {
+    if (!reply)
+        qDebug() << "Oy! null reply";
+    else if (reply == manifestReply)
+        replyFromManifestRequest(reply);
+    else if (reply == currentDownloadReply)
+        finishedDownload(reply);
+}
+
+void ZelApp::replyFromManifestRequest(QNetworkReply* reply) {
+    const QByteArray validation = reply->rawHeader("Validation");
+    if (validation.startsWith("Approved")) {
+        qDebug() << "Manifest request approved";
+        const QByteArray body = reply->readAll();
+        QXmlInputSource source;
+        source.setData(body);
+        const bool parsed = parseManifest(source);
+        appendManifest();
+        if (parsed) {
+            emit validManifestReply();
+        } else {
+            qDebug() << "Bad Wolf:\n" << body;
+            emit invalidManifestReply(tr("bad manifest reply"));
+        }
+    } else if (validation.startsWith("Error")) {
+        qDebug() << "Manifest request denied";
+        const QByteArray reason = validation.mid(qstrlen("Error"));
+        emit invalidManifestReply(reason.isEmpty() ? tr("Manifest request denied")
+                                                   : QString::fromUtf8(reason).trimmed());
+    } else {
+        qDebug() << "Crikey! unknown manifest Validation" << validation;
+        emit invalidManifestReply(tr("Unknown manifest Validation"));
+    }
+
+    // Whatever else the server had to say ends at the first zero byte.
+    qDebug() << QString::fromUtf8(reply->readAll().constData());
+    reply->deleteLater();
+}
+
+bool ZelApp::parseManifest(const QXmlInputSource& source) {
+    ZelManifestHandler handler(manifest);
+    const bool parsed = ZelReadManifest(source, handler);
+    if (handler.successUrl)
+        successUrl = *handler.successUrl;
+    return parsed;
+}
+
+void ZelApp::alternateManifest() {
+    fillFromEnvironment(manifestFile, "ZEL_MANIFEST_FILE");
+    if (manifestFile.isEmpty())
+        return;
+    qDebug() << "Loading alternate manifest" << manifestFile;
+    QFile file(manifestFile);
+    qDebug() << (parseManifest(QXmlInputSource(&file)) ? "added alt manifest"
+                                                       : "failed to parse alt manifest");
+}
+
+void ZelApp::appendManifest() {
+    fillFromEnvironment(appendManifestFile, "ZEL_APPEND_MANIFEST_FILE");
+    if (appendManifestFile.isEmpty())
+        return;
+    qDebug() << "Appending alternate manifest" << appendManifestFile;
+    QFile file(appendManifestFile);
+    qDebug() << (parseManifest(QXmlInputSource(&file)) ? "appended alt manifest"
+                                                       : "failed to parse alt manifest");
+}

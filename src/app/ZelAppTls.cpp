@@ -1,0 +1,61 @@
+// The policy for TLS errors.
+
+#include "app/ZelApp.h"
+#include "app/ZelMessageBox.h"
+
+#include <QDebug>
+#include <QNetworkAccessManager>
+#include <cstdio>
+
+void ZelApp::manifestSslErrors(const QList<QSslError>& errors) {
+    if (manifestReply)
+        sslErrors(manifestReply, errors);
+}
+
+void ZelApp::downloadSslErrors(const QList<QSslError>& errors) {
+    if (currentDownloadReply)
+        sslErrors(currentDownloadReply, errors);
+}
+
+void ZelApp::sslErrors(QNetworkReply* reply, const QList<QSslError>& errors) {
+    // Company networks with a root certificate of their own are common among users.
+    if (errors.size() == 1 && errors[0].error() == QSslError::SelfSignedCertificateInChain) {
+        reply->ignoreSslErrors();
+        return;
+    }
+
+    QStringList texts;
+    for (const QSslError& error : errors)
+        texts << error.errorString();
+
+    if (!gui) {
+        for (const QString& text : std::as_const(texts))
+            std::fprintf(stderr, "ssl error: %s\n", qPrintable(text));
+        std::fprintf(stderr, "ignored\n");
+        reply->ignoreSslErrors();
+        return;
+    }
+
+    ZelMessageBox box;
+    box.name = "sslErrors";
+    box.text = tr("There was issue with the SSL connection. Continue anyway?");
+    if (texts.size() == 1) {
+        box.informativeText = texts[0];
+    } else {
+        box.informativeText = tr("There were multiple issues with the SSL connection");
+        for (const QString& text : std::as_const(texts))
+            qDebug() << "ssl error: %s" << text;
+        box.detailedText = texts.join("---");
+    }
+    box.buttons = QMessageBox::Ok | QMessageBox::Cancel;
+    box.defaultButton = QMessageBox::Ok;
+
+    // The reply may end while the user thinks.
+    const QPointer<QNetworkReply> asked = reply;
+    if (ZelShowMessageBox(box) != QMessageBox::Ok || !asked)
+        return;
+    asked->ignoreSslErrors();
+    // The answer holds for this reply alone: the next one must not be served over its connection.
+    connect(asked, &QNetworkReply::finished, getNetworkManager(),
+            &QNetworkAccessManager::clearConnectionCache);
+}

@@ -1,0 +1,324 @@
+#include "wizard/ZelDownload.h"
+
+#include "app/ZelApp.h"
+#include "app/ZelMessageBox.h"
+#include "core/ZelTexts.h"
+#include "wizard/ZelPageSetup.h"
+
+#include <QDebug>
+#include <QLabel>
+#include <QProgressBar>
+#include <QScopedValueRollback>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <QWizard>
+#include <algorithm>
+
+ZelDownload::ZelDownload(QWidget* parent) : QWizardPage(parent) {
+    const ZelApp* app = ZelApp::instance();
+    connect(app, qOverload<int>(&ZelApp::finishedDownload), this, &ZelDownload::downloadCompleted);
+    connect(app, &ZelApp::failedDownload, this, &ZelDownload::downloadFailed);
+    createUI();
+    ZelSetUpPage(this, "downloadWatermark.png", "downloadBanner.png");
+}
+
+void ZelDownload::createUI() {
+    picture = new QLabel(this);
+    picture->setObjectName("whileUWait");
+    picture->setPixmap(nextWUWPixmap());
+
+    auto* totalStatus = new QLabel(tr("Overall Progress:"), this);
+    totalStatus->setObjectName("totalStatus");
+    overallBar = new QProgressBar(this);
+    overallBar->setObjectName("overallProgress");
+    overallBar->setAccessibleName(tr("Overall Progress"));
+    overallBar->setRange(0, overallRange);
+
+    statusLabel = new QLabel(tr("Download/Installing"), this);
+    statusLabel->setObjectName("downloadStatus");
+    statusLabel->setTextFormat(Qt::PlainText);
+    productBar = new QProgressBar(this);
+    productBar->setObjectName("productProgress");
+    productBar->setAccessibleName(tr("Product Progress"));
+    productBar->setMinimum(0);
+
+    byteLabel = new QLabel(this);
+    byteLabel->setObjectName("byteCount");
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(picture);
+    layout->addWidget(totalStatus);
+    layout->addWidget(overallBar);
+    layout->addWidget(statusLabel);
+    layout->addWidget(productBar);
+    layout->addWidget(byteLabel);
+
+    QTimer::singleShot(pictureInterval, this, &ZelDownload::nextWhileUWait);
+}
+
+QPixmap ZelDownload::nextWUWPixmap() {
+    const auto load = [](int number) {
+        const QByteArray name = "whileUWait-" + QByteArray::number(number) + ".png";
+        return ZelApp::instance()->LoadPixmapResource(name.constData());
+    };
+
+    QPixmap pixmap;
+    do {
+        pixmap = load(pictureNumber);
+        ++pictureNumber;
+    } while (pixmap.isNull() && pictureNumber < pictureLimit);
+
+    if (pixmap.isNull()) {
+        pixmap = load(1);
+        pictureNumber = 2;
+    }
+    return pixmap;
+}
+
+void ZelDownload::nextWhileUWait() {
+    picture->setPixmap(nextWUWPixmap());
+    QTimer::singleShot(pictureInterval, this, &ZelDownload::nextWhileUWait);
+}
+
+void ZelDownload::initializePage() {
+    qDebug() << "Download";
+    overallBar->reset();
+    overallBar->setValue(0);
+    productBar->reset();
+    position = 0;
+    currentReply = nullptr;
+    installer = nullptr;
+    goBackAfterInstall = false;
+    stoppedByBack = false;
+    byteLabel->clear();
+    requestNextDownload();
+
+    wizard()->setButtonLayout(
+        {QWizard::Stretch, QWizard::CustomButton1, QWizard::NextButton, QWizard::FinishButton});
+    wizard()->setButtonText(QWizard::CustomButton1, wizard()->buttonText(QWizard::BackButton));
+    if (!backConnected) {
+        connect(wizard()->button(QWizard::CustomButton1), &QAbstractButton::clicked, this,
+                &ZelDownload::back);
+        backConnected = true;
+    }
+}
+
+void ZelDownload::cleanupPage() {
+    wizard()->setButtonLayout(
+        {QWizard::Stretch, QWizard::BackButton, QWizard::NextButton, QWizard::FinishButton});
+    byteLabel->clear();
+}
+
+bool ZelDownload::isComplete() const {
+    return position == -1 && complete;
+}
+
+bool ZelDownload::validatePage() {
+    return position == -1 && complete;
+}
+
+bool ZelDownload::currentProduct(ZelManifestElement** out) const {
+    ZelApp* app = ZelApp::instance();
+    if (position < 0 || position >= app->downloadList.size())
+        return true;
+    const int index = app->downloadList[position];
+    if (index < 0 || index >= app->manifest.size())
+        return true;
+    *out = &app->manifest[index];
+    return false;
+}
+
+bool ZelDownload::isProductAlreadyDownloaded(int) const {
+    ZelManifestElement* product = nullptr;
+    return !currentProduct(&product) && product->downloaded;
+}
+
+void ZelDownload::requestNextDownload() {
+    byteLabel->clear();
+    ZelApp* app = ZelApp::instance();
+    ZelManifestElement* product = nullptr;
+    if (currentProduct(&product)) {
+        qDebug() << "requestNextDownload made with nothing to do" << position;
+        return;
+    }
+    share = overallRange / int(app->downloadList.size());
+    productBar->reset();
+    overallBar->setValue(share * position);
+    if (isProductAlreadyDownloaded(position)) {
+        downloadCompleted(position);
+        return;
+    }
+
+    statusLabel->setText(tr("Downloading ") + product->label() + tr("..."));
+    currentReply = app->DownloadProduct(app->downloadList[position]);
+    if (!currentReply) {
+        ZelShowMessageBox(
+            {.name = "downloadRefused",
+             .text = tr("There Was An Error Downloading"),
+             .informativeText = tr("While processing") + product->label() +
+                                tr(". If this error persists contact customer support. Press Ok "
+                                   "to exit the application")},
+            this);
+        QApplication::exit(0);
+        return;
+    }
+    connect(currentReply, &QNetworkReply::downloadProgress, this, &ZelDownload::downloadProgress);
+}
+
+// Never from inside the slot that ended the previous step.
+void ZelDownload::requestNextDownloadSoon() {
+    QTimer::singleShot(1, this, &ZelDownload::requestNextDownload);
+}
+
+void ZelDownload::downloadProgress(qint64 bytesReceived, qint64 bytesTotal) {
+    // A total that is not known comes as -1 and moves the bar backwards; an empty package has none.
+    const float ratio = bytesTotal == 0 ? 0.0f : float(bytesReceived) / float(bytesTotal);
+    const float value = float(share * position) + ratio * float(share / 2);
+    overallBar->setValue(int(std::clamp(value, -1e9f, 1e9f)));
+    byteLabel->setText(ZelHumanBytes(bytesReceived) + "/" + ZelHumanBytes(bytesTotal));
+    // The minimum follows a maximum of -1; it must come back for the next product.
+    productBar->setRange(std::min(0, int(bytesTotal)), int(bytesTotal));
+    productBar->setValue(int(bytesReceived));
+}
+
+void ZelDownload::downloadCompleted(int manifestIndex) {
+    if (inBackDialog) {
+        qDebug() << "Download completed while in the back dialog";
+        completedInDialog = true;
+        savedIndex = manifestIndex;
+        return;
+    }
+    currentReply = nullptr;
+    qDebug() << "Download complete!" << manifestIndex;
+    productBar->reset();
+    byteLabel->clear();
+    startInstaller();
+}
+
+void ZelDownload::downloadFailed(QString reason, int manifestIndex) {
+    qDebug() << "Download failed" << reason;
+    if (inBackDialog) {
+        qDebug() << "Download failed while in the back dialog";
+        failedInDialog = true;
+        savedIndex = manifestIndex;
+        savedFailure = reason;
+        return;
+    }
+    byteLabel->clear();
+    currentReply = nullptr;
+    productBar->reset();
+    if (stoppedByBack) {
+        stoppedByBack = false;
+        return;
+    }
+
+    const auto answer = ZelShowMessageBox(
+        {.name = "downloadFailed",
+         .text = tr("Product download failed"),
+         .informativeText =
+             reason + tr(". Press Abort to exit, Retry or Ignore to try the next product"),
+         .buttons = QMessageBox::Abort | QMessageBox::Retry | QMessageBox::Ignore,
+         .defaultButton = QMessageBox::Retry},
+        this);
+    if (answer == QMessageBox::Retry) {
+        qDebug() << "Requesting retry after a failed download";
+        requestNextDownloadSoon();
+    } else if (answer == QMessageBox::Ignore) {
+        ++position;
+        if (position == ZelApp::instance()->downloadList.size())
+            finishQueue();
+        else
+            requestNextDownloadSoon();
+    } else {
+        QApplication::exit(-1);
+    }
+}
+
+void ZelDownload::nextDownload() {
+    byteLabel->clear();
+    ++position;
+    overallBar->setValue(share * position);
+    if (position == ZelApp::instance()->downloadList.size())
+        finishQueue();
+    else
+        requestNextDownloadSoon();
+}
+
+void ZelDownload::finishQueue() {
+    position = -1;
+    complete = true;
+    emit completeChanged();
+    // A queue with nothing to fetch or install ends while the wizard still enters this page; the
+    // wizard can leave it only afterwards.
+    if (isVisible())
+        wizard()->next();
+    else
+        QTimer::singleShot(1, this, [this] {
+            if (wizard()->currentPage() == this)
+                wizard()->next();
+        });
+}
+
+void ZelDownload::goBack() {
+    position = -1;
+    wizard()->back();
+}
+
+void ZelDownload::back(bool) {
+    if (position == -1) {
+        wizard()->back();
+        return;
+    }
+    ZelManifestElement* product = nullptr;
+    if (currentProduct(&product)) {
+        qDebug() << "no element even though processing in back";
+        return;
+    }
+    if (installer)
+        backDuringInstall(product->label());
+    else if (currentReply)
+        backDuringDownload(product->label());
+}
+
+bool ZelDownload::askToGoBack(const QString& name, const QString& text,
+                              const QString& informativeText) {
+    const QScopedValueRollback<bool> dialog(inBackDialog, true);
+    return ZelShowMessageBox({.name = name,
+                              .text = text,
+                              .informativeText = informativeText,
+                              .buttons = QMessageBox::Ok | QMessageBox::Cancel,
+                              .defaultButton = QMessageBox::Cancel},
+                             this) == QMessageBox::Ok;
+}
+
+void ZelDownload::backDuringInstall(const QString& label) {
+    installerFinishedInDialog = false;
+    if (askToGoBack("backDuringInstall", tr("A Product Install Is In Progress"),
+                    tr("Once ") + label +
+                        tr(" is installed the Lumivex Community Installer will go back")))
+        goBackAfterInstall = true;
+    if (installerFinishedInDialog)
+        installerFinished(savedExitCode, savedExitStatus);
+}
+
+void ZelDownload::backDuringDownload(const QString& label) {
+    completedInDialog = false;
+    failedInDialog = false;
+    const bool stop = askToGoBack("backDuringDownload", tr("Download In Progress. Really go back?"),
+                                  tr("Pressing Ok will stop this download of ") + label +
+                                      tr(". Press Cancel to resume download and installation"));
+    if (!stop) {
+        if (completedInDialog)
+            downloadCompleted(savedIndex);
+        else if (failedInDialog)
+            downloadFailed(savedFailure, savedIndex);
+        return;
+    }
+
+    stoppedByBack = true;
+    // Its failure arrives before abort() returns and is swallowed.
+    if (!completedInDialog && !failedInDialog)
+        currentReply->abort();
+    currentReply = nullptr;
+    goBack();
+}

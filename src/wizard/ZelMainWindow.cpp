@@ -1,0 +1,26 @@
+#include "wizard/ZelMainWindow.h"
+
+#include "app/ZelApp.h"
+#include "wizard/ZelAccount.h"
+#include "wizard/ZelDownload.h"
+#include "wizard/ZelFinished.h"
+#include "wizard/ZelSelection.h"
+#include "wizard/ZelWelcome.h"
+
+ZelMainWindow::ZelMainWindow() {
+    const ZelApp* app = ZelApp::instance();
+    setWindowTitle(tr("Lumivex Community Installer"));
+    setWizardStyle(QWizard::ModernStyle);
+    setPixmap(QWizard::WatermarkPixmap, app->LoadPixmapResource("watermark.png"));
+    setPixmap(QWizard::BannerPixmap, app->LoadPixmapResource("banner.png"));
+
+    addPage(new ZelWelcome(this));
+    addPage(new ZelAccount(this));
+    addPage(new ZelSelection(this));
+    addPage(new ZelDownload(this));
+    addPage(new ZelFinished(this));
+
+    // No Cancel: the user leaves through the window's close control or a page's own boxes.
+    setButtonLayout(
+        {QWizard::Stretch, QWizard::BackButton, QWizard::NextButton, QWizard::FinishButton});
+}

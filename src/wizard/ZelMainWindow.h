@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QWizard>
+
+// The program's one window: five pages in a fixed order. Every decision is the pages' own.
+class ZelMainWindow : public QWizard {
+    Q_OBJECT
+
+public:
+    ZelMainWindow();
+};

@@ -1,0 +1,279 @@
+#include "wizard/ZelSelection.h"
+
+#include "app/ZelApp.h"
+#include "app/ZelMessageBox.h"
+#include "core/ZelTexts.h"
+#include "wizard/ZelPageSetup.h"
+
+#include <QCheckBox>
+#include <QDebug>
+#include <QHeaderView>
+#include <QScopeGuard>
+#include <QTableWidget>
+#include <QVBoxLayout>
+#include <limits>
+
+namespace {
+
+// Shows the wait cursor until the returned guard goes.
+[[nodiscard]] auto waitCursor() {
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    return qScopeGuard([] { QApplication::restoreOverrideCursor(); });
+}
+
+// Room for a package and as much again for what is unpacked from it. Sizes come from the server: a
+// sum beyond all bounds is more than any disk has.
+qint64 addTwice(qint64 sum, qint64 size) {
+    qint64 twice = 0;
+    if (qMulOverflow(size, qint64(2), &twice) || qAddOverflow(sum, twice, &sum))
+        return std::numeric_limits<qint64>::max();
+    return sum;
+}
+
+} // namespace
+
+ZelSelection::ZelSelection(QWidget* parent) : QWizardPage(parent) {
+    const ZelApp* app = ZelApp::instance();
+    connect(app, &ZelApp::validManifestReply, this, &ZelSelection::validManifest);
+    connect(app, &ZelApp::invalidManifestReply, this, &ZelSelection::invalidManifest);
+    ZelSetUpPage(this, "selectionWatermark.png", "selectionBanner.png");
+    createUI();
+}
+
+void ZelSelection::createUI() {
+    table = new QTableWidget(this);
+    table->setObjectName("products");
+    table->setAccessibleName(tr("Products"));
+    table->setColumnCount(1);
+    table->setSortingEnabled(false);
+    table->horizontalHeader()->hide();
+    table->verticalHeader()->hide();
+    // The keyboard moves between the checkboxes themselves, not between the cells around them.
+    table->setFocusPolicy(Qt::NoFocus);
+    table->setSelectionMode(QAbstractItemView::NoSelection);
+
+    showAllBox = new QCheckBox(tr("Show All"), this);
+    showAllBox->setObjectName("showAll");
+    connect(showAllBox, &QCheckBox::clicked, this, &ZelSelection::buildList);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(table);
+    layout->addWidget(showAllBox);
+}
+
+void ZelSelection::initializePage() {
+    qDebug() << "Selection";
+    assayDone = false;
+    manifestReady = false;
+    performAssay();
+}
+
+void ZelSelection::performAssay() {
+    qDebug() << "Doing assay...";
+    {
+        const auto cursor = waitCursor();
+        ZelApp::instance()->DoAssay();
+    }
+    inspectAssay();
+}
+
+void ZelSelection::inspectAssay() {
+    qDebug() << "Assay completed";
+    assayDone = true;
+    emit completeChanged();
+
+    setCursor(Qt::BusyCursor);
+    ZelApp* app = ZelApp::instance();
+    app->RequestManifest(app->GetURL(ZelManifestLocation), app->user, app->password, "osx");
+}
+
+bool ZelSelection::isComplete() const {
+    return assayDone && manifestReady;
+}
+
+void ZelSelection::chooseDownloads(QStringList& issues) {
+    const auto cursor = waitCursor();
+    const ZelApp* app = ZelApp::instance();
+    ZelChooseDownloads(app->manifest, *app->assay, offer, issues);
+}
+
+void ZelSelection::chooseLFSDownload(QStringList& issues) {
+    const ZelApp* app = ZelApp::instance();
+    ZelChooseLFSDownload(app->manifest, *app->assay, offer, issues);
+}
+
+void ZelSelection::chooseLATDownload(QStringList& issues) {
+    const ZelApp* app = ZelApp::instance();
+    ZelChooseLATDownload(app->manifest, *app->assay, offer, issues);
+}
+
+void ZelSelection::invalidManifest(const QString& reason) {
+    unsetCursor();
+    ZelShowMessageBox({.name = "invalidManifest",
+                       .text = tr("Could not get a product list from Corvane"),
+                       .informativeText = reason},
+                      this);
+    QApplication::exit(1);
+}
+
+void ZelSelection::validManifest() {
+    unsetCursor();
+    checkboxes.clear();
+    offer = ZelOffer();
+    ZelApp* app = ZelApp::instance();
+    app->downloadList.clear();
+
+    if (!confirmInstallProblem())
+        return;
+
+    QStringList issues;
+    chooseDownloads(issues);
+    qDebug() << "Chose" << offer.chosen.size() << "to download";
+    qDebug() << "There are " << offer.hidden.size() << "hidden";
+
+    if (!issues.isEmpty()) {
+        showIssues(issues);
+        qDebug() << "Manifest:";
+        for (const ZelManifestElement& element : std::as_const(app->manifest)) {
+            qDebug() << element.Name
+                     << "zel:" << (element.EligibleCommunityDownload ? "true" : "false")
+                     << "url:" << element.DownloadURL << "buildid:" << element.BuildID;
+        }
+        if (offer.chosen.isEmpty() && offer.hidden.isEmpty())
+            QApplication::exit(0);
+    }
+
+    showAllBox->setChecked(false);
+    buildList(false);
+    manifestReady = true;
+    emit completeChanged();
+}
+
+// False when the user leaves because nothing can be installed on this machine.
+bool ZelSelection::confirmInstallProblem() {
+    QString reason;
+    if (!ZelApp::instance()->assay->FindMachineProperty(ZelAttrInstallProblem, reason))
+        return true;
+    const auto answer = ZelShowMessageBox(
+        {.name = "installProblem",
+         .text = tr("Cannot complete the installation on this machine"),
+         .informativeText =
+             reason + tr(" Press OK to conitue download only or Cancel to exit this application"),
+         .buttons = QMessageBox::Ok | QMessageBox::Cancel,
+         .defaultButton = QMessageBox::Cancel},
+        this);
+    if (answer == QMessageBox::Ok)
+        return true;
+    QApplication::exit(-1);
+    return false;
+}
+
+void ZelSelection::showIssues(const QStringList& issues) {
+    QString text = tr("There were issues selecting products");
+    if (offer.chosen.isEmpty())
+        text = tr("There were no products to download");
+    else if (issues.size() == 1)
+        text = tr("There was an issue selecting products");
+    ZelShowMessageBox({.name = "selectionIssues",
+                       .text = text,
+                       .informativeText = tr("Click on Show Details to see why"),
+                       .detailedText = issues.join('\n')},
+                      this);
+}
+
+QList<int> ZelSelection::rows(bool showAll) const {
+    return showAll ? offer.chosen + offer.hidden : offer.chosen;
+}
+
+void ZelSelection::buildList(bool showAll) {
+    QList<bool> states;
+    getCheckedState(states);
+    table->clearContents();
+    checkboxes.clear();
+
+    ZelApp* app = ZelApp::instance();
+    const QList<int> indices = rows(showAll);
+    qDebug() << "building a list with" << indices;
+    table->setRowCount(int(indices.size()));
+    for (int row = 0; row < indices.size(); ++row) {
+        const int index = indices[row];
+        if (index < 0 || index >= app->manifest.size()) {
+            qCritical() << "internal error building selection list";
+            break;
+        }
+        const ZelManifestElement& element = app->manifest[index];
+        qDebug() << "Adding " << element.Name << "with label " << element.label();
+
+        // A single ampersand would underline the letter behind it.
+        auto* checkbox = new QCheckBox(QString(element.label()).replace('&', "&&"));
+        checkbox->setChecked(row < states.size() ? states[row] : row < offer.chosen.size());
+        table->setCellWidget(row, 0, checkbox);
+        checkboxes << checkbox;
+        app->CheckForDownload(index);
+    }
+    table->resizeColumnsToContents();
+
+    QWidget* previous = table;
+    for (QCheckBox* checkbox : std::as_const(checkboxes)) {
+        setTabOrder(previous, checkbox);
+        previous = checkbox;
+    }
+    setTabOrder(previous, showAllBox);
+}
+
+bool ZelSelection::isProductEnabled(int row) const {
+    if (row < 0 || row >= checkboxes.size() || !checkboxes[row]) {
+        qDebug() << "Failed getting checkbox from table";
+        return false;
+    }
+    return checkboxes[row]->isChecked();
+}
+
+void ZelSelection::getCheckedState(QList<bool>& states) const {
+    states.clear();
+    for (const QCheckBox* checkbox : checkboxes)
+        states << checkbox->isChecked();
+}
+
+bool ZelSelection::validatePage() {
+    ZelApp* app = ZelApp::instance();
+    QList<int> selected;
+    qint64 needed = 0;
+    const QList<int> indices = rows(true);
+    for (int row = 0; row < indices.size(); ++row) {
+        if (!isProductEnabled(row))
+            continue;
+        const int index = indices[row];
+        if (index < 0 || index >= app->manifest.size()) {
+            qDebug() << "manifest index out of range" << index << "from selection" << row;
+            return false;
+        }
+        selected << index;
+        needed = addTwice(needed, app->manifest[index].FileSize);
+    }
+
+    if (selected.isEmpty()) {
+        ZelShowMessageBox(
+            {.name = "nothingSelected", .text = tr("There were no products to install")}, this);
+        QApplication::exit(0);
+        return false;
+    }
+
+    const QDir& folder = *app->GetDownloadDir();
+    const qint64 available = app->assay->GetAvailableDisk(folder);
+    if (available < needed) {
+        ZelShowMessageBox(
+            {.name = "diskFull",
+             .text = tr("You do not have enough free disk space to download the selected products"),
+             .informativeText =
+                 tr("Needed %1 for selected downloads. There is %2 of available "
+                    "space on %3")
+                     .arg(ZelHumanBytes(needed), ZelHumanBytes(available), folder.absolutePath())},
+            this);
+        return false;
+    }
+    qDebug() << "We have enough space" << ZelHumanBytes(available) << "to continue. Needed"
+             << ZelHumanBytes(needed);
+    app->downloadList = selected;
+    return true;
+}
