@@ -1,0 +1,189 @@
+#include "RoadWalker.h"
+
+#include "app/ZelApp.h"
+#include "wizard/ZelMainWindow.h"
+
+#include <QCheckBox>
+#include <QDesktopServices>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QTest>
+#include <cstdio>
+
+namespace {
+
+constexpr int patience = 60000; // ms, for one step
+constexpr char userId[] = "artist";
+constexpr char password[] = "paint & brush";
+
+void print(const QString& line) {
+    std::printf("%s\n", qUtf8Printable(line));
+    std::fflush(stdout);
+}
+
+} // namespace
+
+RoadWalker::RoadWalker(const QString& shotFolder)
+    : folder(shotFolder), window(ZelApp::instance()->wizard) {
+    QDir().mkpath(folder);
+    QDesktopServices::setUrlHandler("http", this, "openPage");
+    QDesktopServices::setUrlHandler("https", this, "openPage");
+    driver.onShow = [this](QMessageBox& box) { shoot(box, "box-" + box.objectName()); };
+    connect(ZelApp::instance(), qOverload<int>(&ZelApp::finishedDownload), this,
+            [this](int index) { downloads << index; });
+}
+
+void RoadWalker::openPage(const QUrl& url) {
+    opened = url;
+}
+
+void RoadWalker::shoot(QWidget& widget, const QString& name) {
+    const QString file =
+        QString("%1/%2-%3.png").arg(folder).arg(++shots, 2, 10, QLatin1Char('0')).arg(name);
+    check(widget.grab().save(file), "no picture written to " + file);
+}
+
+void RoadWalker::check(bool happened, const QString& problem) {
+    if (!happened)
+        problems << problem;
+}
+
+bool RoadWalker::fail(const QString& problem) {
+    problems << problem;
+    return false;
+}
+
+bool RoadWalker::waitFor(const QString& what, const std::function<bool()>& condition) {
+    return QTest::qWaitFor(condition, patience) || fail("waited in vain for " + what);
+}
+
+void RoadWalker::press(QAbstractButton* button) {
+    button->setFocus();
+    QTest::keyClick(button, Qt::Key_Space);
+}
+
+void RoadWalker::walk() {
+    if (!walkPages())
+        QApplication::exit(1);
+}
+
+bool RoadWalker::walkPages() {
+    if (!waitFor("the welcome page", [this] { return window->isVisible(); }))
+        return false;
+    shoot(*window, "welcome");
+    press(window->button(QWizard::NextButton));
+    if (!signIn() || !chooseProducts() || !downloadAndInstall())
+        return false;
+    shoot(*window, "finished");
+    press(window->button(QWizard::FinishButton));
+    return true;
+}
+
+bool RoadWalker::signIn() {
+    if (!waitFor("the sign-in page", [this] { return window->currentId() == 1; }))
+        return false;
+    shoot(*window, "sign-in");
+    press(window->findChild<QAbstractButton*>("accountAdvancedButton"));
+    QTest::keyClicks(window->findChild<QLineEdit*>("userName"), userId);
+    auto* passwordField = window->findChild<QLineEdit*>("password");
+    QTest::keyClicks(passwordField, password);
+    shoot(*window, "sign-in-filled");
+    QTest::keyClick(passwordField, Qt::Key_Return);
+    return waitFor("the product list", [this] {
+        return window->currentId() == 2 && window->currentPage()->isComplete();
+    });
+}
+
+bool RoadWalker::chooseProducts() {
+    shoot(*window, "selection");
+    auto* showAll = window->findChild<QCheckBox*>("showAll");
+    const auto checkboxes = [this, showAll] {
+        QList<QCheckBox*> boxes = window->currentPage()->findChildren<QCheckBox*>();
+        boxes.removeOne(showAll);
+        return boxes;
+    };
+    const QList<QCheckBox*> chosen = checkboxes();
+    for (const QCheckBox* checkbox : chosen)
+        proposed << checkbox->text().replace("&&", "&");
+
+    press(showAll);
+    // The rows are made anew; those that were replaced go with the next events.
+    if (!waitFor("the hidden products", [&] {
+            return checkboxes().size() > proposed.size() && !checkboxes().contains(chosen.value(0));
+        }))
+        return false;
+    press(checkboxes().constLast());
+    shoot(*window, "selection-show-all");
+    press(window->button(QWizard::NextButton));
+    return waitFor("the download page", [this] { return window->currentId() == 3; });
+}
+
+bool RoadWalker::downloadAndInstall() {
+    const ZelApp* app = ZelApp::instance();
+    const QString status = "downloadStatus";
+    const auto* label = window->findChild<QLabel*>(status);
+    const auto* bar = window->findChild<QProgressBar*>("productProgress");
+
+    // One picture in the middle of a transfer and one of an installation.
+    auto* connection = new QObject(this);
+    connect(bar, &QProgressBar::valueChanged, connection, [=, this](int value) {
+        if (value > 0 && value < bar->maximum()) {
+            connection->deleteLater();
+            QObject::disconnect(bar, nullptr, connection, nullptr);
+            shoot(*window, "downloading");
+        }
+    });
+    if (!waitFor("an installation", [label] { return label->text().startsWith("Installing "); }))
+        return false;
+    shoot(*window, "installing");
+    if (!waitFor("the finished page", [this] { return window->currentId() == 4; }))
+        return false;
+    check(downloads.size() == app->downloadList.size(), QString("%1 of %2 products were downloaded")
+                                                            .arg(downloads.size())
+                                                            .arg(app->downloadList.size()));
+    return true;
+}
+
+bool RoadWalker::report(int status) {
+    const ZelApp* app = ZelApp::instance();
+    check(status == 0, QString("the installer ended with status %1").arg(status));
+    check(!app->manifest.isEmpty(), "no manifest was received");
+    if (!app->manifest.isEmpty())
+        print(QString("signed in:  %1 at %2")
+                  .arg(app->user, app->GetURL(ZelManifestLocation).toString()));
+
+    check(!proposed.isEmpty(), "no product was proposed");
+    for (const QString& label : std::as_const(proposed))
+        print("proposed:   " + label);
+    for (const ZelSeenBox& box : std::as_const(driver.boxes)) {
+        print(QString("box:        %1 (%2)").arg(box.text, box.name));
+        if (!box.detailedText.isEmpty())
+            print("            " + box.detailedText);
+    }
+
+    QFile installerLog(qEnvironmentVariable("ZEL_STANDIN_LOG"));
+    check(installerLog.open(QIODevice::ReadOnly), "no installer was run");
+    const QString installed = QString::fromUtf8(installerLog.readAll());
+    for (int index : std::as_const(downloads)) {
+        const ZelManifestElement& element = app->manifest[index];
+        const QFileInfo package(element.file ? element.file->fileName() : QString());
+        print(QString("downloaded: %1, %2 bytes").arg(package.filePath()).arg(package.size()));
+        check(package.isFile() && package.size() == element.FileSize,
+              element.label() + " is not on disk in full");
+        check(installed.count(package.completeBaseName().replace(" ", "\\ ")) == 1,
+              element.label() + " was not installed once");
+    }
+    for (const QString& line : installed.split('\n', Qt::SkipEmptyParts))
+        print("installed:  " + line);
+
+    check(opened == app->successUrl, "the success page was not opened");
+    print("opened:     " + opened.toString());
+    print(QString("pictures:   %1 in %2").arg(shots).arg(folder));
+    for (const QString& problem : std::as_const(problems))
+        print("NOT SO:     " + problem);
+    print(problems.isEmpty() ? "The whole road was walked."
+                             : "The road was not walked to its end.");
+    return problems.isEmpty();
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "drive/ZelBoxDriver.h"
+
+#include <QList>
+#include <QUrl>
+#include <functional>
+
+class QAbstractButton;
+class ZelMainWindow;
+
+// Walks the installer from the welcome page to the finished one, by keyboard, as a user would.
+class RoadWalker : public QObject {
+    Q_OBJECT
+
+public:
+    // Pictures go to `shotFolder`, which is made when missing.
+    explicit RoadWalker(const QString& shotFolder);
+
+    // Walks; ends the event loop when it cannot go on.
+    void walk();
+
+    // Prints what happened on the road and what did not; `status` is what the event loop returned.
+    // True when everything did.
+    bool report(int status);
+
+public slots:
+    void openPage(const QUrl& url);
+
+private:
+    bool walkPages();
+    bool signIn();
+    bool chooseProducts();
+    bool downloadAndInstall();
+    bool waitFor(const QString& what, const std::function<bool()>& condition);
+    bool fail(const QString& problem);
+    void check(bool happened, const QString& problem);
+    void shoot(QWidget& widget, const QString& name);
+    void press(QAbstractButton* button);
+
+    QString folder;
+    ZelBoxDriver driver;
+    ZelMainWindow* window;
+    int shots = 0;
+    QStringList proposed;
+    QStringList problems;
+    QList<int> downloads; // manifest indices, in the order of their end
+    QUrl opened;
+};
