@@ -35,6 +35,11 @@ RoadWalker::RoadWalker(const QString& shotFolder)
             [this](int index) { downloads << index; });
 }
 
+RoadWalker::~RoadWalker() {
+    QDesktopServices::unsetUrlHandler("http");
+    QDesktopServices::unsetUrlHandler("https");
+}
+
 void RoadWalker::openPage(const QUrl& url) {
     opened = url;
 }

@@ -16,6 +16,7 @@ class RoadWalker : public QObject {
 public:
     // Pictures go to `shotFolder`, which is made when missing.
     explicit RoadWalker(const QString& shotFolder);
+    ~RoadWalker() override;
 
     // Walks; ends the event loop when it cannot go on.
     void walk();
