@@ -77,7 +77,7 @@ QNetworkReply* ZelApp::DownloadProduct(int index) {
     QNetworkRequest request(element.DownloadURL);
     // The bound below has no effect on HTTP/2.
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    currentDownloadReply = getNetworkManager()->get(request);
+    currentDownloadReply = managerForRequest()->get(request);
     currentDownloadReply->setReadBufferSize(replyBufferSize);
     connect(currentDownloadReply, &QNetworkReply::sslErrors, this, &ZelApp::downloadSslErrors);
     connect(currentDownloadReply, &QNetworkReply::readyRead, this, &ZelApp::downloadReadyRead);

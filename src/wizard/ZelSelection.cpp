@@ -51,6 +51,7 @@ void ZelSelection::createUI() {
     // The keyboard moves between the checkboxes themselves, not between the cells around them.
     table->setFocusPolicy(Qt::NoFocus);
     table->setSelectionMode(QAbstractItemView::NoSelection);
+    table->setShowGrid(false);
 
     showAllBox = new QCheckBox(tr("Show All"), this);
     showAllBox->setObjectName("showAll");
