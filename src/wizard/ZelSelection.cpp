@@ -163,10 +163,9 @@ bool ZelSelection::confirmInstallProblem() {
          .buttons = QMessageBox::Ok | QMessageBox::Cancel,
          .defaultButton = QMessageBox::Cancel},
         this);
-    if (answer == QMessageBox::Ok)
-        return true;
-    QApplication::exit(-1);
-    return false;
+    if (answer == QMessageBox::Cancel)
+        QApplication::exit(-1);
+    return answer == QMessageBox::Ok;
 }
 
 void ZelSelection::showIssues(const QStringList& issues) {
