@@ -74,15 +74,14 @@ WeatherRule::Piece readPiece(toml::node& node) {
     if (!table) {
         return {valueOf<std::string>(node, "a piece without \"times\""), 1};
     }
-    const std::optional<std::string> text = take<std::string>(*table, "text");
-    if (!text) {
+    const std::string text = take<std::string>(*table, "text").value_or("");
+    if (text.empty()) {
         reject(node, "the piece has no text");
     }
-    const auto most =
-        largestNumber / static_cast<std::int64_t>(std::max<std::size_t>(1, text->size()));
+    const std::int64_t most = largestNumber / static_cast<std::int64_t>(text.size());
     const std::int64_t times = takeNumber(*table, "times", 1, most).value_or(1);
     rejectLeftOver(*table);
-    return {*text, static_cast<std::uint64_t>(times)};
+    return {text, static_cast<std::uint64_t>(times)};
 }
 
 std::vector<WeatherRule::Piece> readBody(toml::table& table) {
