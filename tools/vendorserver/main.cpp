@@ -66,7 +66,18 @@ int parsePort(const std::string& text) {
 }
 
 Options parseOptions(int argc, char** argv) {
-    enum Choice { Accounts = 1, Manifest, Packages, Host, Port, Cert, Key, Weather, DieWithParent, Help };
+    enum Choice {
+        Accounts = 1,
+        Manifest,
+        Packages,
+        Host,
+        Port,
+        Cert,
+        Key,
+        Weather,
+        DieWithParent,
+        Help
+    };
     const option known[] = {
         {"accounts", required_argument, nullptr, Accounts},
         {"manifest", required_argument, nullptr, Manifest},
