@@ -11,6 +11,7 @@ class tst_installer : public QObject {
 private slots:
     void queueGoesOn_data();
     void queueGoesOn();
+    void nothingToInstallAtAll();
     void commandLineAndBusyBar();
     void logTellsTheCourse();
 };
@@ -60,6 +61,14 @@ void tst_installer::queueGoesOn() {
     QCOMPARE(ZelLogCapture::lines().count("process object abandoned due to error"),
              behaviour == "not on the PATH" ? 2 : 0);
     QVERIFY(wizard.downloads.exists(first));
+}
+
+// The queue is over before the wizard has quite reached the page.
+void tst_installer::nothingToInstallAtAll() {
+    ZelWizardDriver wizard;
+    wizard.offerOnDisk({"guide.pdf"});
+    QVERIFY(wizard.startQueue());
+    QTRY_COMPARE(wizard.window->currentId(), 4);
 }
 
 void tst_installer::commandLineAndBusyBar() {

@@ -80,6 +80,8 @@ void tst_selection::eachVisitAsksAnew() {
         server.send(ZelHeldServer::head(manifest.size(), "Validation: Approved\r\n") + manifest);
         QTRY_VERIFY(wizard.window->button(QWizard::NextButton)->isEnabled());
         QCOMPARE(wizard.rows().size(), 3);
+        QVERIFY(!wizard.find<QCheckBox>("showAll")->isChecked());
+        showAll(wizard);
         wizard.press(QWizard::BackButton);
     }
 }
