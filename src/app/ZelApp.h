@@ -119,7 +119,7 @@ private:
     void loadLocalManifest(QString& path, const char* variable, const char* start,
                            const char* success);
     QNetworkAccessManager* managerForRequest();
-    QString finishFile(QFile& file, const QNetworkReply& reply);
+    QString finishFile(QFile& file, const QNetworkReply& reply, qint64 manifestSize);
 
     QNetworkAccessManager* networkManager = nullptr;
     QNetworkReply* currentDownloadReply = nullptr;

@@ -16,12 +16,12 @@ namespace {
 constexpr qint64 replyBufferSize = 1024 * 1024;
 
 // Now and then a reply ends without an error although the server closed the connection before all
-// of the announced length had come. An encoded body is announced by another length than it is saved
-// in.
-bool isCutOff(const QFile& file, const QNetworkReply& reply) {
+// had come. What was announced tells; a body without a length, or an encoded one, which is
+// announced by another length than it is saved in, is measured by the manifest.
+bool isCutOff(const QFile& file, const QNetworkReply& reply, qint64 manifestSize) {
     const QVariant announced = reply.header(QNetworkRequest::ContentLengthHeader);
-    return announced.isValid() && !reply.hasRawHeader("Content-Encoding") &&
-           file.size() < announced.toLongLong();
+    const bool comparable = announced.isValid() && !reply.hasRawHeader("Content-Encoding");
+    return file.size() < (comparable ? announced.toLongLong() : manifestSize);
 }
 
 } // namespace
@@ -144,7 +144,8 @@ void ZelApp::finishedDownload(QNetworkReply* reply) {
 
     // The element may have been replaced with the whole manifest meanwhile.
     const QSharedPointer<QFile> file = manifest[index].file;
-    const QString problem = file ? finishFile(*file, *reply) : ZelFileError(QFile::OpenError);
+    const QString problem =
+        file ? finishFile(*file, *reply, manifest[index].FileSize) : ZelFileError(QFile::OpenError);
     if (problem.isEmpty()) {
         emit finishedDownload(index);
         return;
@@ -154,7 +155,7 @@ void ZelApp::finishedDownload(QNetworkReply* reply) {
 }
 
 // Closes the file and gives it its final name. The reason when that cannot be, empty on success.
-QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply) {
+QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply, qint64 manifestSize) {
     // The last of the data is written here; a full disk may show only now.
     const QFile::FileError writeError = file.flush() ? QFile::NoError : file.error();
     file.close();
@@ -164,7 +165,7 @@ QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply) {
         reason = ZelNetworkError(reply.error());
     else if (writeError != QFile::NoError)
         reason = ZelFileError(writeError);
-    else if (isCutOff(file, reply))
+    else if (isCutOff(file, reply, manifestSize))
         reason = ZelNetworkError(QNetworkReply::RemoteHostClosedError);
     if (!reason.isEmpty()) {
         qDebug() << reason;
