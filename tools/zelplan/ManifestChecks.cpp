@@ -143,9 +143,9 @@ void ManifestChecks::checkSize(int index) {
 void ManifestChecks::checkAddress(int index) {
     const QUrl& url = products[index].DownloadURL;
     const QString written = text(index, "DownloadURL");
-    const QString neverOffered = isRuled(index)
-                                     ? "hides it, or, where a rule chooses it, fails to download it"
-                                     : "never offers it";
+    const QString neverOffered =
+        isRuled(index) ? "does not offer it; where a rule chooses it, it fails to download it"
+                       : "never offers it";
     if (written.isEmpty())
         add(index, "DownloadURL", Severity::Warning, "no-address", "there is no download address",
             neverOffered, "write the package's address, or remove the product");
@@ -169,7 +169,7 @@ void ManifestChecks::checkName(int index) {
     const QString stored = ZelPackageFileName(name);
     if (name.isEmpty())
         add(index, "Name", Severity::Error, "bad-name", "the package has no name",
-            "stores it under a name without a beginning", "write the package's file name");
+            "downloads it and does not install it", "write the package's file name");
     else if (stored != name)
         add(index, "Name", Severity::Error, "bad-name",
             QString("the name %1 has directories in it").arg(quoted(name)),

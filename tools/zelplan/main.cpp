@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QLoggingCategory>
 #include <QSaveFile>
+#include <clocale>
 #include <limits>
 
 namespace {
@@ -112,6 +113,9 @@ int main(int argc, char** argv) {
     QLoggingCategory::setFilterRules("*.debug=false\n*.warning=false");
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("zelplan");
+    // The tables are UTF-8 in every locale; their columns are counted accordingly.
+    if (!std::setlocale(LC_CTYPE, "C.UTF-8"))
+        std::setlocale(LC_CTYPE, "UTF-8");
 
     const QString name = app.arguments().value(1);
     if (name == "--help" || name == "-h" || name == "help") {
