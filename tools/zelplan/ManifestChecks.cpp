@@ -30,7 +30,7 @@ QString versionIn(const QString& text) {
     return version;
 }
 
-// The numbers with points behind the word Maya.
+// The numbers behind the word Maya.
 QStringList mayaVersions(const QString& label) {
     static const QRegularExpression number("[0-9]+(\\.[0-9]+)*");
     QStringList versions;
@@ -88,7 +88,7 @@ void ManifestChecks::checkVersion(int index) {
         return;
     }
 
-    // Numbers with points, and the first of them of which the version is not a mere piece.
+    // Whether the version is a piece of a longer number, and the next number that would do for one.
     static const QRegularExpression number("[0-9]+(\\.[0-9]+)+");
     const qsizetype at = element.label().indexOf(version);
     QString other;
@@ -123,7 +123,9 @@ void ManifestChecks::checkBuild(int index) {
     if (buildOf(products[index]) > 0)
         return;
     add(index, "BuildID", isRuled(index) ? Severity::Error : Severity::Warning, "bad-build",
-        QString("the build %1 is not a number above zero").arg(quoted(products[index].BuildID)),
+        products[index].BuildID.isEmpty() ? QString("there is no build")
+                                          : QString("the build %1 is not a number above zero")
+                                                .arg(quoted(products[index].BuildID)),
         isRuled(index) ? "calls any installed build of it the most up to date"
                        : "does not mind: it proposes this kind whatever the build",
         "write the package's build number");
@@ -134,8 +136,10 @@ void ManifestChecks::checkSize(int index) {
         return;
     const bool isOffered =
         products[index].DownloadURL.isValid() && products[index].EligibleCommunityDownload;
+    const QString written = text(index, "FileSize");
     add(index, "FileSize", isOffered ? Severity::Error : Severity::Warning, "bad-size",
-        QString("the size %1 is not a number above zero").arg(quoted(text(index, "FileSize"))),
+        written.isEmpty() ? QString("there is no size")
+                          : QString("the size %1 is not a number above zero").arg(quoted(written)),
         "reserves no room for the package, and downloads it anew although it is there",
         "write the package's size in bytes");
 }
