@@ -191,11 +191,14 @@ bool readManifest(const QString& path, ZelManifestHandler& handler, QString& pro
 
 std::optional<QList<ZelManifestElement>> readManifest(const QString& path, QString& problem) {
     QList<ZelManifestElement> products;
-    ZelManifestHandler handler(products);
-    if (!readManifest(path, handler, problem))
+    ManifestInspector inspector(products);
+    if (!readManifest(path, inspector, problem))
         return {};
-    if (!products.isEmpty())
+    if (inspector.refused)
+        problem = path + ": the installer refuses it; zelplan check tells why";
+    else if (products.isEmpty())
+        problem = path + ": not a manifest: there is no product in it";
+    else
         return products;
-    problem = path + ": not a manifest: there is no product in it";
     return {};
 }
