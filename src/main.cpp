@@ -1,8 +1,7 @@
 #include "app/ZelApp.h"
 #include "app/ZelLogging.h"
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     ZelApp app(argc, argv);
     ZelInitializeLogging();
     return app.Start() == 0 ? QApplication::exec() : 1;

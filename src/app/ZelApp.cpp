@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QTextStream>
+#include <new>
 
 namespace {
 
@@ -61,7 +62,19 @@ QIcon ZelApp::LoadIconResource(const char* name) const {
 }
 
 QPixmap ZelApp::LoadPixmapResource(const char* name) const {
-    return name ? QPixmap(resourcePath(installRoot, imageFolder, name)) : QPixmap();
+    if (!name)
+        return QPixmap();
+    const QString path = resourcePath(installRoot, imageFolder, name);
+    // QIcon finds pictures for dense screens by itself, QPixmap does not.
+    if (devicePixelRatio() > 1) {
+        const QFileInfo info(path);
+        QPixmap dense(info.path() + '/' + info.completeBaseName() + "@2x." + info.suffix());
+        if (!dense.isNull()) {
+            dense.setDevicePixelRatio(2);
+            return dense;
+        }
+    }
+    return QPixmap(path);
 }
 
 void ZelApp::loadStylesheet(const char* name) {

@@ -116,14 +116,19 @@ public:
 private:
     bool isManifestIndex(int index) const { return index >= 0 && index < manifest.size(); }
     bool parseManifest(const QXmlInputSource& source);
-    QString finishFile(QFile* file, const QNetworkReply& reply);
+    void loadLocalManifest(QString& path, const char* variable, const char* start,
+                           const char* success);
+    QNetworkAccessManager* managerForRequest();
+    QString finishFile(QFile& file, const QNetworkReply& reply);
 
     QNetworkAccessManager* networkManager = nullptr;
     QNetworkReply* currentDownloadReply = nullptr;
-    QNetworkReply* manifestReply = nullptr; // for comparison only once it has been handled
+    // Stays set when the reply has been handled; guarded, since a later reply may get its address.
+    QPointer<QNetworkReply> manifestReply;
     qint32 currentDownloadIndex = -1;
     std::unique_ptr<char[]> readBuffer;
     std::unique_ptr<QDir> downloadDirectory;
+    bool tlsErrorsAccepted = false; // by the user, for a reply whose connection may still be open
 
 public:
     QString manifestFile;       // replaces the server's manifest, when not empty

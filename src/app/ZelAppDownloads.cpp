@@ -15,6 +15,15 @@ namespace {
 // let whole packages pile up in memory.
 constexpr qint64 replyBufferSize = 1024 * 1024;
 
+// Now and then a reply ends without an error although the server closed the connection before all
+// of the announced length had come. An encoded body is announced by another length than it is saved
+// in.
+bool isCutOff(const QFile& file, const QNetworkReply& reply) {
+    const QVariant announced = reply.header(QNetworkRequest::ContentLengthHeader);
+    return announced.isValid() && !reply.hasRawHeader("Content-Encoding") &&
+           file.size() < announced.toLongLong();
+}
+
 } // namespace
 
 QDir* ZelApp::GetDownloadDir() {
@@ -41,7 +50,8 @@ void ZelApp::CheckForDownload(int index) {
         return;
     }
     ZelManifestElement& element = manifest[index];
-    const QFileInfo package(*GetDownloadDir(), ZelPackageFileName(element.Name));
+    const QFileInfo package(GetDownloadDir()->absolutePath() + '/' +
+                            ZelPackageFileName(element.Name));
     qDebug() << "Looking for download of" << package.absoluteFilePath();
     if (package.isFile() && package.size() == element.FileSize) {
         qDebug() << "Found existing download";
@@ -77,7 +87,7 @@ QNetworkReply* ZelApp::DownloadProduct(int index) {
     QNetworkRequest request(element.DownloadURL);
     // The bound below has no effect on HTTP/2.
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    currentDownloadReply = getNetworkManager()->get(request);
+    currentDownloadReply = managerForRequest()->get(request);
     currentDownloadReply->setReadBufferSize(replyBufferSize);
     connect(currentDownloadReply, &QNetworkReply::sslErrors, this, &ZelApp::downloadSslErrors);
     connect(currentDownloadReply, &QNetworkReply::readyRead, this, &ZelApp::downloadReadyRead);
@@ -132,7 +142,9 @@ void ZelApp::finishedDownload(QNetworkReply* reply) {
         return;
     }
 
-    const QString problem = finishFile(manifest[index].file.get(), *reply);
+    // The element may have been replaced with the whole manifest meanwhile.
+    const QSharedPointer<QFile> file = manifest[index].file;
+    const QString problem = file ? finishFile(*file, *reply) : ZelFileError(QFile::OpenError);
     if (problem.isEmpty()) {
         emit finishedDownload(index);
         return;
@@ -142,29 +154,28 @@ void ZelApp::finishedDownload(QNetworkReply* reply) {
 }
 
 // Closes the file and gives it its final name. The reason when that cannot be, empty on success.
-QString ZelApp::finishFile(QFile* file, const QNetworkReply& reply) {
+QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply) {
     // The last of the data is written here; a full disk may show only now.
-    const bool written = file && file->flush();
-    if (file)
-        file->close();
+    const QFile::FileError writeError = file.flush() ? QFile::NoError : file.error();
+    file.close();
 
-    if (reply.error() != QNetworkReply::NoError) {
-        const QString reason = ZelNetworkError(reply.error());
+    QString reason;
+    if (reply.error() != QNetworkReply::NoError)
+        reason = ZelNetworkError(reply.error());
+    else if (writeError != QFile::NoError)
+        reason = ZelFileError(writeError);
+    else if (isCutOff(file, reply))
+        reason = ZelNetworkError(QNetworkReply::RemoteHostClosedError);
+    if (!reason.isEmpty()) {
         qDebug() << reason;
         return reason;
     }
-    if (!written) {
-        const QString reason = ZelFileError(file ? file->error() : QFile::OpenError);
-        qDebug() << reason;
-        return reason;
-    }
 
-    const QString tempName = file->fileName();
+    const QString tempName = file.fileName();
     const QString finalName = getFinalNameFromTempName(tempName);
-    if (finalName == tempName || file->rename(finalName))
+    if (finalName == tempName || file.rename(finalName))
         return QString();
-    const QString reason =
-        tr("Couldn't finalize download when renaming ") + tempName + tr(" to ") + finalName;
+    reason = tr("Couldn't finalize download when renaming ") + tempName + tr(" to ") + finalName;
     qWarning().noquote() << reason;
     return reason;
 }

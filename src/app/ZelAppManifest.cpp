@@ -32,7 +32,7 @@ QUrl ZelApp::GetURL(ZelLocation location) const {
     url.setScheme(scheme);
 
     // A debug server may come with a port: name:port, 10.0.0.5:port, [::1]:port.
-    static const QRegularExpression hostAndPort("^([^:]+|\\[[^\\]]+\\]):([0-9]{1,5})$");
+    static const QRegularExpression hostAndPort("\\A([^:]+|\\[[^\\]]+\\]):([0-9]{1,5})\\z");
     const QRegularExpressionMatch match = hostAndPort.match(host);
     if (match.hasMatch() && match.captured(2).toInt() <= 65535) {
         url.setHost(match.captured(1));
@@ -58,16 +58,17 @@ void ZelApp::RequestManifest(const QUrl& url, const QString& userId, const QStri
     }
 
     qDebug() << "Requesting manifest from " << url;
+    QNetworkAccessManager* manager = managerForRequest();
     auto* form = new QHttpMultiPart(QHttpMultiPart::FormDataType, this);
     appendFormField(form, "platform", platform);
     appendFormField(form, "community", "1");
-    // The server decodes the user id, and only that.
+    // The server takes the user id escaped and the password as it is.
     appendFormField(form, "username", QString(userId).replace('&', "&amp;"));
     appendFormField(form, "userpass", userPassword);
 
-    manifestReply = getNetworkManager()->post(QNetworkRequest(url), form);
+    manifestReply = manager->post(QNetworkRequest(url), form);
     form->setParent(manifestReply);
-    connect(manifestReply, &QNetworkReply::sslErrors, this, &ZelApp::manifestSslErrors);
+    connect(manifestReply.get(), &QNetworkReply::sslErrors, this, &ZelApp::manifestSslErrors);
 }
 
 void ZelApp::finishedReply(QNetworkReply* reply) {
@@ -118,21 +119,21 @@ bool ZelApp::parseManifest(const QXmlInputSource& source) {
 }
 
 void ZelApp::alternateManifest() {
-    fillFromEnvironment(manifestFile, "ZEL_MANIFEST_FILE");
-    if (manifestFile.isEmpty())
-        return;
-    qDebug() << "Loading alternate manifest" << manifestFile;
-    QFile file(manifestFile);
-    qDebug() << (parseManifest(QXmlInputSource(&file)) ? "added alt manifest"
-                                                       : "failed to parse alt manifest");
+    loadLocalManifest(manifestFile, "ZEL_MANIFEST_FILE", "Loading alternate manifest",
+                      "added alt manifest");
 }
 
 void ZelApp::appendManifest() {
-    fillFromEnvironment(appendManifestFile, "ZEL_APPEND_MANIFEST_FILE");
-    if (appendManifestFile.isEmpty())
+    loadLocalManifest(appendManifestFile, "ZEL_APPEND_MANIFEST_FILE",
+                      "Appending alternate manifest", "appended alt manifest");
+}
+
+void ZelApp::loadLocalManifest(QString& path, const char* variable, const char* start,
+                               const char* success) {
+    fillFromEnvironment(path, variable);
+    if (path.isEmpty())
         return;
-    qDebug() << "Appending alternate manifest" << appendManifestFile;
-    QFile file(appendManifestFile);
-    qDebug() << (parseManifest(QXmlInputSource(&file)) ? "appended alt manifest"
-                                                       : "failed to parse alt manifest");
+    qDebug() << start << path;
+    QFile file(path);
+    qDebug() << (parseManifest(QXmlInputSource(&file)) ? success : "failed to parse alt manifest");
 }

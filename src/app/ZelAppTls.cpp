@@ -6,6 +6,7 @@
 #include <QDebug>
 #include <QNetworkAccessManager>
 #include <cstdio>
+#include <utility>
 
 void ZelApp::manifestSslErrors(const QList<QSslError>& errors) {
     if (manifestReply)
@@ -18,7 +19,7 @@ void ZelApp::downloadSslErrors(const QList<QSslError>& errors) {
 }
 
 void ZelApp::sslErrors(QNetworkReply* reply, const QList<QSslError>& errors) {
-    // Company networks with a root certificate of their own are common among users.
+    // A network that vouches for itself with a root certificate of its own.
     if (errors.size() == 1 && errors[0].error() == QSslError::SelfSignedCertificateInChain) {
         reply->ignoreSslErrors();
         return;
@@ -55,7 +56,14 @@ void ZelApp::sslErrors(QNetworkReply* reply, const QList<QSslError>& errors) {
     if (ZelShowMessageBox(box) != QMessageBox::Ok || !asked)
         return;
     asked->ignoreSslErrors();
-    // The answer holds for this reply alone: the next one must not be served over its connection.
-    connect(asked, &QNetworkReply::finished, getNetworkManager(),
-            &QNetworkAccessManager::clearConnectionCache);
+    tlsErrorsAccepted = true;
+}
+
+// The shared manager, about to start a request. What the user accepted held for one reply alone:
+// the next one must not be served over its connection, unasked.
+QNetworkAccessManager* ZelApp::managerForRequest() {
+    QNetworkAccessManager* manager = getNetworkManager();
+    if (std::exchange(tlsErrorsAccepted, false))
+        manager->clearConnectionCache();
+    return manager;
 }

@@ -50,22 +50,22 @@ void ZelMachineAssay::setupPossibleLocations() {
     atelierRendererPath = "lumitree/bin/lxrender";
     mayaPluginPath = "plug-ins/Lumivex_for_Maya.bundle";
     possibleLocations << "/Applications/Corvane";
-    addParentLocation("LUMITREE");
-    addParentLocation("LATTREE");
+    addParentLocation("LUMITREE", "found LUMITREE set at ");
+    addParentLocation("LATTREE", "found LATTREE set at ");
 }
 
 // The variables name one install; its neighbours are looked at too.
-void ZelMachineAssay::addParentLocation(const char* variable) {
+void ZelMachineAssay::addParentLocation(const char* variable, const char* message) {
     QString install;
     bool found = false;
     GetEnv(variable, install, nullptr, &found);
     if (!found)
         return;
-    qDebug() << ("found " + QByteArray(variable) + " set at ").constData() << install;
+    qDebug() << message << install;
     if (install.isEmpty())
         return;
 
-    const QDir parent(QFileInfo(QDir::cleanPath(install)).path());
+    const QDir parent(QDir::cleanPath(QDir(install).absolutePath() + "/.."));
     if (parent.exists() && !possibleLocations.contains(parent.absolutePath()))
         possibleLocations << parent.absolutePath();
 }

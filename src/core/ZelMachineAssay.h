@@ -72,9 +72,10 @@ public:
     QString atelierRendererPath; // of Maya tools, below their directory
     QString mayaPluginPath;      // likewise
 
+    // A member so that a machine without the program can have a stand-in.
     QString profilerPath = "/usr/sbin/system_profiler";
 
 private:
     void setupPossibleLocations();
-    void addParentLocation(const char* variable);
+    void addParentLocation(const char* variable, const char* message);
 };

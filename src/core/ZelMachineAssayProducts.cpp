@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int rendererTimeout = 10000; // ms
+constexpr int killTimeout = 1000;      // ms
 constexpr int oldestRecordedMajor = 19;
 
 } // namespace
@@ -55,15 +56,16 @@ void ZelMachineAssay::findCorvaneProducts() {
                 continue;
             }
 
-            ZelRendererBanner banner;
-            if (getBuildIdFromExecutable(executable, banner.buildId, banner.major, banner.minor,
-                                         banner.suffix))
+            int buildId = 0;
+            int major = 0;
+            int minor = 0;
+            QString suffix;
+            if (getBuildIdFromExecutable(executable, buildId, major, minor, suffix) ||
+                major < oldestRecordedMajor)
                 continue;
-            if (banner.major < oldestRecordedMajor)
-                continue;
-            const QString version = QString("%1.%2").arg(banner.major).arg(banner.minor);
+            const QString version = QString("%1.%2").arg(major).arg(minor);
             product["ProductName"] = productName.arg(version);
-            product["BuildId"] = QString::number(banner.buildId);
+            product["BuildId"] = QString::number(buildId);
             product["Version"] = version;
             product["Location"] = install;
             qDebug() << "Found" << product;
@@ -85,19 +87,13 @@ bool ZelMachineAssay::getBuildIdFromExecutable(const QString& executable, int& b
     if (!renderer.waitForFinished(rendererTimeout)) {
         qDebug() << "Wait failed on process " << executable;
         renderer.kill();
-        renderer.waitForFinished();
+        renderer.waitForFinished(killTimeout);
         return true;
     }
 
     // The banner comes on standard error; constData() ends it at the first NUL.
     const QString output = QString::fromLocal8Bit(renderer.readAllStandardError().constData());
-    ZelRendererBanner banner{buildId, major, minor, suffix};
-    const bool failed = ZelReadRendererBanner(output, banner);
-    buildId = banner.buildId;
-    major = banner.major;
-    minor = banner.minor;
-    suffix = banner.suffix;
-    return failed;
+    return ZelReadRendererBanner(output, buildId, major, minor, suffix);
 }
 
 void ZelMachineAssay::GetProducts(const QString& name, QList<ZelProductHash>& result) const {
@@ -138,6 +134,8 @@ void ZelMachineAssay::GetBuildId(const ZelProductHash& product, int& build) {
 }
 
 bool ZelMachineAssay::FindExecutable(const QString& name, QString& path) {
+    if (name.isEmpty())
+        return false;
     const QStringList folders = qEnvironmentVariable("PATH").split(':', Qt::SkipEmptyParts);
     for (const QString& folder : folders) {
         const QFileInfo entry(QDir(folder), name);

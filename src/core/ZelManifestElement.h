@@ -34,7 +34,7 @@ public:
     bool GetVersion(float& version) const;
 
     // Index of the last record whose label matches `pattern` and carries a version, -1 when there
-    // is none. The order of the manifest decides between several, not the versions themselves: the
-    // release engineers rely on a later record replacing an earlier one.
+    // is none. The order of the manifest decides between several, not the versions themselves: a
+    // later record replaces an earlier one.
     static int FindHighestVersionOfProduct(const QList<ZelManifestElement>& list, QRegExp& pattern);
 };

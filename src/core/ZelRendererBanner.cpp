@@ -16,7 +16,8 @@ bool toNumber(const QString& text, int& number) {
 
 } // namespace
 
-bool ZelReadRendererBanner(const QString& output, ZelRendererBanner& banner) {
+bool ZelReadRendererBanner(const QString& output, int& buildId, int& major, int& minor,
+                           QString& suffix) {
     static QRegExp buildPattern("@([0-9]+)");
     static QRegExp versionPattern("Corvane\\sRadiant\\sLumivex\\s([1-9][0-9])\\.([0-9])([\\S]+)?");
 
@@ -28,10 +29,9 @@ bool ZelReadRendererBanner(const QString& output, ZelRendererBanner& banner) {
         qDebug() << "no version in output" << output;
         return true;
     }
-    if (toNumber(buildPattern.cap(1), banner.buildId) ||
-        toNumber(versionPattern.cap(1), banner.major) ||
-        toNumber(versionPattern.cap(2), banner.minor))
+    if (toNumber(buildPattern.cap(1), buildId) || toNumber(versionPattern.cap(1), major) ||
+        toNumber(versionPattern.cap(2), minor))
         return true;
-    banner.suffix = versionPattern.cap(3);
+    suffix = versionPattern.cap(3);
     return false;
 }

@@ -8,8 +8,6 @@ struct ZelOffer {
     QList<int> chosen;           // proposed: pre-checked and always shown
     QList<int> hidden;           // offered only on demand
     QHash<int, QString> reasons; // for each record, in words, why it stands where it does
-
-    bool operator==(const ZelOffer&) const = default;
 };
 
 // The rules that decide which products of a manifest to propose on a machine. Each fills `offer`

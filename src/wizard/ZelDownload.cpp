@@ -91,7 +91,10 @@ void ZelDownload::initializePage() {
     goBackAfterInstall = false;
     stoppedByBack = false;
     byteLabel->clear();
-    requestNextDownload();
+    {
+        const QScopedValueRollback<bool> guard(entering, true);
+        requestNextDownload();
+    }
 
     wizard()->setButtonLayout(
         {QWizard::Stretch, QWizard::CustomButton1, QWizard::NextButton, QWizard::FinishButton});
@@ -136,8 +139,7 @@ bool ZelDownload::isProductAlreadyDownloaded(int) const {
 void ZelDownload::requestNextDownload() {
     byteLabel->clear();
     ZelApp* app = ZelApp::instance();
-    ZelManifestElement* product = nullptr;
-    if (currentProduct(&product)) {
+    if (position < 0 || position >= app->downloadList.size()) {
         qDebug() << "requestNextDownload made with nothing to do" << position;
         return;
     }
@@ -149,13 +151,15 @@ void ZelDownload::requestNextDownload() {
         return;
     }
 
-    statusLabel->setText(tr("Downloading ") + product->label() + tr("..."));
+    ZelManifestElement* product = nullptr;
+    const QString label = currentProduct(&product) ? QString() : product->label();
+    statusLabel->setText(tr("Downloading ") + label + tr("..."));
     currentReply = app->DownloadProduct(app->downloadList[position]);
     if (!currentReply) {
         ZelShowMessageBox(
             {.name = "downloadRefused",
              .text = tr("There Was An Error Downloading"),
-             .informativeText = tr("While processing") + product->label() +
+             .informativeText = tr("While processing") + label +
                                 tr(". If this error persists contact customer support. Press Ok "
                                    "to exit the application")},
             this);
@@ -224,20 +228,20 @@ void ZelDownload::downloadFailed(QString reason, int manifestIndex) {
         qDebug() << "Requesting retry after a failed download";
         requestNextDownloadSoon();
     } else if (answer == QMessageBox::Ignore) {
-        ++position;
-        if (position == ZelApp::instance()->downloadList.size())
-            finishQueue();
-        else
-            requestNextDownloadSoon();
-    } else {
+        advance();
+    } else if (answer == QMessageBox::Abort) {
         QApplication::exit(-1);
     }
 }
 
 void ZelDownload::nextDownload() {
     byteLabel->clear();
+    overallBar->setValue(share * (position + 1));
+    advance();
+}
+
+void ZelDownload::advance() {
     ++position;
-    overallBar->setValue(share * position);
     if (position == ZelApp::instance()->downloadList.size())
         finishQueue();
     else
@@ -250,7 +254,7 @@ void ZelDownload::finishQueue() {
     emit completeChanged();
     // A queue with nothing to fetch or install ends while the wizard still enters this page; the
     // wizard can leave it only afterwards.
-    if (isVisible())
+    if (!entering)
         wizard()->next();
     else
         QTimer::singleShot(1, this, [this] {

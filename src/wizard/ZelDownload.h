@@ -38,7 +38,7 @@ public:
     static constexpr int pictureInterval = 100; // ms
 
 private slots:
-    void back(bool checked);
+    void back(bool);
     void downloadCompleted(int manifestIndex);
     void downloadFailed(QString reason, int manifestIndex);
     void downloadProgress(qint64 bytesReceived, qint64 bytesTotal);
@@ -54,6 +54,7 @@ private slots:
 private:
     void createUI();
     void requestNextDownloadSoon();
+    void advance();
     void finishQueue();
     void goBack();
     bool askToGoBack(const QString& name, const QString& text, const QString& informativeText);
@@ -63,6 +64,7 @@ private:
 
     qint32 position = -1; // in the download list; -1 when idle or done
     bool complete = false;
+    bool entering = false; // the wizard is still on its way to this page
     QLabel* picture;
     QProgressBar* overallBar;
     QProgressBar* productBar;

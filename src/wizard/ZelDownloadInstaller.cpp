@@ -28,7 +28,7 @@ void ZelDownload::startInstaller() {
     }
 
     statusLabel->setText(tr("Installing ") + product->label() + tr("..."));
-    const QString package = product->file->fileName();
+    const QString package = product->file ? product->file->fileName() : QString();
     QString program = "installer";
     QStringList arguments{"-target", "/", "-package", package};
     if (geteuid() != 0) {

@@ -41,6 +41,7 @@ void ZelSelection::createUI() {
     // The keyboard moves between the checkboxes themselves, not between the cells around them.
     table->setFocusPolicy(Qt::NoFocus);
     table->setSelectionMode(QAbstractItemView::NoSelection);
+    table->setShowGrid(false);
 
     showAllBox = new QCheckBox(tr("Show All"), this);
     showAllBox->setObjectName("showAll");
@@ -152,10 +153,9 @@ bool ZelSelection::confirmInstallProblem() {
          .buttons = QMessageBox::Ok | QMessageBox::Cancel,
          .defaultButton = QMessageBox::Cancel},
         this);
-    if (answer == QMessageBox::Ok)
-        return true;
-    QApplication::exit(-1);
-    return false;
+    if (answer == QMessageBox::Cancel)
+        QApplication::exit(-1);
+    return answer == QMessageBox::Ok;
 }
 
 void ZelSelection::showIssues(const QStringList& issues) {

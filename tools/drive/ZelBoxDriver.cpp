@@ -6,13 +6,11 @@
 #include <QPushButton>
 #include <QTimer>
 
-ZelBoxDriver::ZelBoxDriver()
-{
+ZelBoxDriver::ZelBoxDriver() {
     qApp->installEventFilter(this);
 }
 
-ZelBoxDriver::~ZelBoxDriver()
-{
+ZelBoxDriver::~ZelBoxDriver() {
     const QWidgetList windows = QApplication::topLevelWidgets();
     for (QWidget* window : windows) {
         if (auto* box = qobject_cast<QMessageBox*>(window))
@@ -20,16 +18,14 @@ ZelBoxDriver::~ZelBoxDriver()
     }
 }
 
-QStringList ZelBoxDriver::names() const
-{
+QStringList ZelBoxDriver::names() const {
     QStringList result;
     for (const ZelSeenBox& box : boxes)
         result << box.name;
     return result;
 }
 
-bool ZelBoxDriver::eventFilter(QObject* watched, QEvent* event)
-{
+bool ZelBoxDriver::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Show) {
         if (auto* box = qobject_cast<QMessageBox*>(watched))
             // From the box's own event loop, when everything in it has its place.
@@ -41,8 +37,7 @@ bool ZelBoxDriver::eventFilter(QObject* watched, QEvent* event)
     return QObject::eventFilter(watched, event);
 }
 
-void ZelBoxDriver::answer(QMessageBox& box)
-{
+void ZelBoxDriver::answer(QMessageBox& box) {
     boxes.append({box.objectName(), box.text(), box.informativeText(), box.detailedText(),
                   box.standardButtons(),
                   box.defaultButton() ? box.defaultButton()->text() : QString()});

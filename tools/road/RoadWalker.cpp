@@ -30,9 +30,22 @@ RoadWalker::RoadWalker(const QString& shotFolder)
     QDir().mkpath(folder);
     QDesktopServices::setUrlHandler("http", this, "openPage");
     QDesktopServices::setUrlHandler("https", this, "openPage");
-    driver.onShow = [this](QMessageBox& box) { shoot(box, "box-" + box.objectName()); };
-    connect(ZelApp::instance(), qOverload<int>(&ZelApp::finishedDownload), this,
-            [this](int index) { downloads << index; });
+    driver.onShow = [this](QMessageBox& box) {
+        shoot(box, "box-" + box.objectName());
+        if (box.objectName() == "downloadFailed") {
+            retried = !retried;
+            driver.answers[box.objectName()] = {retried ? QMessageBox::Retry : QMessageBox::Ignore};
+        }
+    };
+    connect(ZelApp::instance(), qOverload<int>(&ZelApp::finishedDownload), this, [this](int index) {
+        downloads << index;
+        retried = false;
+    });
+}
+
+RoadWalker::~RoadWalker() {
+    QDesktopServices::unsetUrlHandler("http");
+    QDesktopServices::unsetUrlHandler("https");
 }
 
 void RoadWalker::openPage(const QUrl& url) {

@@ -16,6 +16,7 @@ class RoadWalker : public QObject {
 public:
     // Pictures go to `shotFolder`, which is made when missing.
     explicit RoadWalker(const QString& shotFolder);
+    ~RoadWalker() override;
 
     // Walks; ends the event loop when it cannot go on.
     void walk();
@@ -44,6 +45,7 @@ private:
     int shots = 0;
     QStringList proposed;
     QStringList problems;
+    bool retried = false; // the product in hand has had its second try
     QList<int> downloads; // manifest indices, in the order of their end
     QUrl opened;
 };

@@ -1,6 +1,7 @@
 #include "VendorServer.h"
 
 #include "PackageFile.h"
+#include "Text.h"
 
 #include <httplib.h>
 
@@ -8,14 +9,12 @@
 #include <iostream>
 #include <iterator>
 #include <optional>
+#include <thread>
 #include <utility>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-// Idle connections that clients keep open occupy a worker each.
-constexpr std::size_t workerCount = 32;
 
 // A client that saves to a slow disk may leave its connection full for a while.
 constexpr time_t writeTimeoutSeconds = 60;
@@ -29,13 +28,6 @@ const char* const textType = "text/plain; charset=utf-8";
 // Body bytes of a package that went out for the request that this thread answers. Answering and
 // logging a request happen on one thread.
 thread_local std::uint64_t packageBytesSent = 0;
-
-std::string replaceAll(std::string text, std::string_view what, std::string_view by) {
-    for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
-        text.replace(at, what.size(), by);
-    }
-    return text;
-}
 
 std::string formField(const httplib::Request& request, const std::string& name) {
     return request.get_file_value(name).content;
@@ -75,6 +67,14 @@ void logRequest(const httplib::Request& request, const httplib::Response& respon
                      std::to_string(bytes) + '\n';
 }
 
+// Connections that are idle, stalled or slow must not hold up another one. The process ends without
+// waiting for them.
+class ThreadPerConnection : public httplib::TaskQueue {
+public:
+    void enqueue(std::function<void()> task) override { std::thread(std::move(task)).detach(); }
+    void shutdown() override {}
+};
+
 void exclusivePort(socket_t socket) {
     // The library would let two servers share a port; a second one has to fail instead.
     const int yes = 1;
@@ -83,12 +83,17 @@ void exclusivePort(socket_t socket) {
 
 } // namespace
 
-VendorServer::VendorServer(Settings withSettings, Accounts withAccounts)
-    : settings(std::move(withSettings)), accounts(std::move(withAccounts)) {}
+VendorServer::VendorServer(Settings withSettings, Accounts withAccounts,
+                           std::unique_ptr<Weather> withWeather)
+    : settings(std::move(withSettings)), accounts(std::move(withAccounts)),
+      weather(std::move(withWeather)) {}
 
 VendorServer::~VendorServer() = default;
 
 std::string VendorServer::bind() {
+    if (weather && weather->needsTls() && !usesTls()) {
+        return "this weather needs --cert and --key";
+    }
     if (usesTls()) {
         auto tls = std::make_unique<httplib::SSLServer>(settings.certificate.c_str(),
                                                         settings.key.c_str());
@@ -106,7 +111,10 @@ std::string VendorServer::bind() {
     server->set_tcp_nodelay(true);
     server->set_write_timeout(writeTimeoutSeconds);
     server->set_payload_max_length(largestRequestBody);
-    server->new_task_queue = [] { return new httplib::ThreadPool(workerCount); };
+    server->new_task_queue = [] { return new ThreadPerConnection; };
+    if (weather && weather->endsConnections()) {
+        server->set_keep_alive_max_count(1);
+    }
 
     boundPort = settings.port;
     if (settings.port == 0) {
@@ -119,6 +127,9 @@ std::string VendorServer::bind() {
             settings.port == 0 ? "a free port" : "port " + std::to_string(settings.port);
         return "cannot listen on " + where + " of " + settings.host +
                ": in use, not permitted or no address of this machine";
+    }
+    if (weather) {
+        weather->setServer(address());
     }
     return {};
 }
@@ -136,13 +147,27 @@ void VendorServer::serve() {
 void VendorServer::addRoutes() {
     using httplib::Request;
     using httplib::Response;
-    server->Post(
-        "/forum/currentproducts\\.php",
-        [this](const Request& request, Response& response) { answerSignIn(request, response); });
-    server->Get("/packages/.+", [this](const Request& request, Response& response) {
-        answerPackage(request, response);
-    });
+    using Answer = void (VendorServer::*)(const Request&, Response&) const;
+    const auto inWeather = [this](Answer answer) {
+        return [this, answer](const Request& request, Response& response) {
+            const WeatherRule* rule = weather ? weather->next(request.path) : nullptr;
+            (this->*answer)(request, response);
+            if (rule) {
+                applyWeather(*rule, request, response, packageBytesSent);
+            }
+        };
+    };
+    server->Post("/forum/currentproducts\\.php", inWeather(&VendorServer::answerSignIn));
+    server->Get("/packages/.+", inWeather(&VendorServer::answerPackage));
+    server->Get(".*", inWeather(&VendorServer::answerNothing));
+    server->Post(".*", inWeather(&VendorServer::answerNothing));
     server->set_logger(logRequest);
+}
+
+void VendorServer::answerNothing(const httplib::Request& /*request*/,
+                                 httplib::Response& response) const {
+    response.status = 404;
+    response.set_content("There is nothing here.\n", textType);
 }
 
 void VendorServer::answerSignIn(const httplib::Request& request,

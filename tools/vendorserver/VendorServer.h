@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Accounts.h"
+#include "Weather.h"
 
 #include <filesystem>
 #include <memory>
@@ -25,7 +26,9 @@ public:
         std::filesystem::path key;         // PEM; empty: no TLS
     };
 
-    VendorServer(Settings withSettings, Accounts withAccounts);
+    /// Without weather, which is null then, the server behaves.
+    VendorServer(Settings withSettings, Accounts withAccounts,
+                 std::unique_ptr<Weather> withWeather);
     ~VendorServer();
 
     /// Takes the port: from here on a client can connect and is answered once `serve` runs. Returns
@@ -43,11 +46,13 @@ private:
     void addRoutes();
     void answerSignIn(const httplib::Request& request, httplib::Response& response) const;
     void answerPackage(const httplib::Request& request, httplib::Response& response) const;
+    void answerNothing(const httplib::Request& request, httplib::Response& response) const;
 
     bool usesTls() const { return !settings.certificate.empty(); }
 
     Settings settings;
     Accounts accounts;
+    std::unique_ptr<Weather> weather;
     int boundPort = 0;
     std::unique_ptr<httplib::Server> server;
 };

@@ -35,6 +35,7 @@ manifest and serves the packages.
   --port PORT        port to listen on (0: any free one)
   --cert FILE        certificate in PEM; together with --key: serve HTTPS
   --key FILE         private key of the certificate in PEM
+  --weather FILE     misbehave as that scenario file says
   --die-with-parent  end when the process that started this one ends
   --help             print this text
 
@@ -45,6 +46,7 @@ request is a line on standard error: method, path, status, bytes of the body.
 struct Options {
     VendorServer::Settings server;
     fs::path accounts;
+    fs::path weather;
     bool dieWithParent = false;
 };
 
@@ -64,7 +66,18 @@ int parsePort(const std::string& text) {
 }
 
 Options parseOptions(int argc, char** argv) {
-    enum Choice { Accounts = 1, Manifest, Packages, Host, Port, Cert, Key, DieWithParent, Help };
+    enum Choice {
+        Accounts = 1,
+        Manifest,
+        Packages,
+        Host,
+        Port,
+        Cert,
+        Key,
+        Weather,
+        DieWithParent,
+        Help
+    };
     const option known[] = {
         {"accounts", required_argument, nullptr, Accounts},
         {"manifest", required_argument, nullptr, Manifest},
@@ -73,6 +86,7 @@ Options parseOptions(int argc, char** argv) {
         {"port", required_argument, nullptr, Port},
         {"cert", required_argument, nullptr, Cert},
         {"key", required_argument, nullptr, Key},
+        {"weather", required_argument, nullptr, Weather},
         {"die-with-parent", no_argument, nullptr, DieWithParent},
         {"help", no_argument, nullptr, Help},
         {},
@@ -101,6 +115,9 @@ Options parseOptions(int argc, char** argv) {
             break;
         case Key:
             server.key = optarg;
+            break;
+        case Weather:
+            options.weather = optarg;
             break;
         case DieWithParent:
             options.dieWithParent = true;
@@ -166,8 +183,15 @@ int main(int argc, char** argv) {
     if (!accounts) {
         fail(problem);
     }
+    std::unique_ptr<Weather> weather;
+    if (!options.weather.empty()) {
+        weather = Weather::read(options.weather, problem);
+        if (!weather) {
+            fail(problem);
+        }
+    }
 
-    VendorServer server(options.server, std::move(*accounts));
+    VendorServer server(options.server, std::move(*accounts), std::move(weather));
     if (const std::string reason = server.bind(); !reason.empty()) {
         fail(reason);
     }

@@ -1,6 +1,5 @@
 #include "Snapshot.h"
 
-#include "app/ZelBuildConfig.h"
 #include "core/ZelDownloadFolder.h"
 
 #include <QFileInfo>
@@ -106,7 +105,7 @@ QByteArray snapshotToJson(const Snapshot& snapshot) {
     return QJsonDocument(QJsonObject{
                              {"format", formatName},
                              {"formatVersion", formatVersion},
-                             {"toolVersion", ZelBuildConfig::version},
+                             {"toolVersion", ZEL_PLAN_VERSION},
                              {"attributes", attributes},
                              {"products", products},
                              {"downloadFolder", snapshot.folder},

@@ -3,7 +3,6 @@
 #include "Console.h"
 #include "Snapshot.h"
 #include "Verbs.h"
-#include "app/ZelBuildConfig.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -123,7 +122,7 @@ int main(int argc, char** argv) {
         return finish(Clean);
     }
     if (name == "--version") {
-        print(QString("zelplan %1\n").arg(ZelBuildConfig::version));
+        print(QString("zelplan %1\n").arg(ZEL_PLAN_VERSION));
         return finish(Clean);
     }
     for (const Verb& verb : verbs()) {

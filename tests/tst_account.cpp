@@ -1,0 +1,137 @@
+#include "app/ZelBuildConfig.h"
+#include "support/ZelWizardDriver.h"
+
+#include <QLineEdit>
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QPushButton>
+
+class tst_account : public QObject {
+    Q_OBJECT
+
+private slots:
+    void focusStartsOnTheSignUpButton();
+    void nextNeedsUserAndPassword();
+    void returnGoesOnWhenBothAreFilled();
+    void entriesReachTheApplication_data();
+    void entriesReachTheApplication();
+    void advancedTogglesTheProxyField();
+    void signUpOpensTheForum();
+};
+
+namespace {
+
+// The wizard on the sign-in page, with nothing entered.
+class SignIn : public ZelWizardDriver {
+public:
+    SignIn() {
+        offer({zelProductXml("guide.pdf", "Guide", 1, 4, "http://127.0.0.1:1/none")});
+        addPicture("closedSection.png", Qt::red);
+        addPicture("openSection.png", Qt::green);
+        walkTo(1);
+    }
+
+    void type(const char* field, const QString& text) const {
+        find<QLineEdit>(field)->selectAll();
+        QTest::keyClick(find<QLineEdit>(field), Qt::Key_Backspace);
+        QTest::keyClicks(find<QLineEdit>(field), text);
+    }
+};
+
+} // namespace
+
+void tst_account::focusStartsOnTheSignUpButton() {
+    ZelWizardDriver wizard;
+    QVERIFY(wizard.walkTo(0));
+    QVERIFY(QTest::qWaitForWindowActive(wizard.window.get()));
+    QVERIFY(wizard.walkTo(1));
+    const QWidget* signUp = wizard.find<QPushButton>("needToRegister");
+    QTRY_COMPARE(QApplication::focusWidget(), signUp);
+    wizard.press(QWizard::BackButton);
+    QVERIFY(wizard.walkTo(1));
+    QCoreApplication::processEvents();
+    QVERIFY(QApplication::focusWidget() != signUp);
+}
+
+void tst_account::nextNeedsUserAndPassword() {
+    SignIn page;
+    page.type("proxy", "proxy.example:3128");
+    const std::tuple<const char*, const char*, bool> steps[] = {{"userName", "", false},
+                                                                {"userName", "ann", false},
+                                                                {"password", "secret", true},
+                                                                {"userName", "", false},
+                                                                {"userName", " ", true}};
+    for (const auto& [field, text, enabled] : steps) {
+        page.type(field, text);
+        QCOMPARE(page.window->button(QWizard::NextButton)->isEnabled(), enabled);
+    }
+}
+
+// The sign-up button, which has the focus at first, does not take the key for a click.
+void tst_account::returnGoesOnWhenBothAreFilled() {
+    for (const char* widget : {"userName", "password", "needToRegister"}) {
+        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+            SignIn page;
+            page.type("password", "secret");
+            QTest::keyClick(page.find<QWidget>(widget), key);
+            QCOMPARE(page.window->currentId(), 1);
+            page.type("userName", "ann");
+            QTest::keyClick(page.find<QWidget>(widget), key);
+            QCOMPARE(page.window->currentId(), 2);
+            QCOMPARE(page.opened, {});
+        }
+    }
+}
+
+void tst_account::entriesReachTheApplication_data() {
+    QTest::addColumn<QString>("inForce"); // the proxy afterwards
+    QTest::newRow("proxy.example:3128") << "proxy.example 3128";
+    QTest::newRow("proxy.example:65537") << "proxy.example 1";
+    QTest::newRow("proxy.example:http") << "proxy.example 0";
+    QTest::newRow("proxy.example:") << "proxy.example 0";
+    QTest::newRow("") << "earlier.example 1080";
+    QTest::newRow("proxy.example") << "earlier.example 1080";
+    QTest::newRow("http://proxy.example:3128") << "earlier.example 1080";
+}
+
+void tst_account::entriesReachTheApplication() {
+    ZelApp* app = ZelApp::instance();
+    app->user = app->password = "from the command line";
+    SignIn page;
+    page.type("proxy", "earlier.example:1080");
+    QVERIFY(page.walkTo(2));
+    page.press(QWizard::BackButton);
+    page.type("userName", " Ann & Bob ");
+    page.type("password", "p&ss: word");
+    page.type("proxy", QTest::currentDataTag());
+    QVERIFY(page.walkTo(2));
+
+    QCOMPARE(app->user, " Ann & Bob ");
+    QCOMPARE(app->password, "p&ss: word");
+    QVERIFY2(!ZelLogCapture::contains(app->password), "the log holds the password");
+    QCOMPARE(app->proxy, QTest::currentDataTag());
+    const QNetworkProxy proxy = app->getNetworkManager()->proxy();
+    QCOMPARE(proxy.type(), QNetworkProxy::HttpProxy);
+    QTEST(QString("%1 %2").arg(proxy.hostName()).arg(proxy.port()), "inForce");
+}
+
+void tst_account::advancedTogglesTheProxyField() {
+    SignIn page;
+    auto* button = page.find<QPushButton>("accountAdvancedButton");
+    for (const bool shown : {false, true, false}) {
+        QCOMPARE(page.find<QLineEdit>("proxy")->isVisible(), shown);
+        QCOMPARE(button->icon().pixmap(16).toImage().pixelColor(8, 8),
+                 QColor(shown ? Qt::green : Qt::red));
+        QTest::mouseClick(button, Qt::LeftButton);
+    }
+}
+
+void tst_account::signUpOpensTheForum() {
+    SignIn page;
+    QTest::mouseClick(page.find<QPushButton>("needToRegister"), Qt::LeftButton);
+    QCOMPARE(page.opened, {QUrl(QString("https://") + ZelBuildConfig::vendorHost +
+                                "/forum/register.php?action=signup")});
+}
+
+ZEL_TEST_MAIN(tst_account)
+#include "tst_account.moc"

@@ -1,0 +1,204 @@
+#include "support/ZelWizardDriver.h"
+#include "wizard/ZelDownload.h"
+
+#include <QLabel>
+#include <QProgressBar>
+
+class tst_download : public QObject {
+    Q_OBJECT
+
+private slots:
+    void worksThroughTheQueue();
+    void failedTransfer_data();
+    void failedTransfer();
+    void endsTheProgram();
+    void progress_data();
+    void progress();
+    void picturesTakeTurns_data();
+    void picturesTakeTurns();
+};
+
+namespace {
+
+constexpr int size = 30;
+
+QByteArray product(const QString& name, const QString& url) {
+    return zelProductXml(name, "Label of " + name, 1, size, url);
+}
+
+QByteArray contentsOf(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+int red(const QPixmap& picture) {
+    return picture.isNull() ? 0 : picture.toImage().pixelColor(8, 8).red();
+}
+
+} // namespace
+
+void tst_download::worksThroughTheQueue() {
+    ZelWizardDriver wizard;
+    ZelVendorProcess vendor;
+    QVERIFY(vendor.start());
+    const QStringList names{"one.pkg", "two.pkg", "three.pkg"};
+    QByteArrayList products;
+    for (const QString& name : names) {
+        products << product(name, vendor.packageUrl(name).toString());
+        wizard.tellInstaller("exit 0");
+    }
+    const QByteArray one = vendor.addPackage("one.pkg", size);
+    vendor.addPackage("three.pkg", size);
+    zelWriteFile(wizard.downloads.filePath("two.pkg"), QByteArray(size, '2'));
+    wizard.offer(products);
+
+    QVERIFY(wizard.walkTo(2));
+    const auto* status = wizard.find<QLabel>("downloadStatus");
+    const auto* bytes = wizard.find<QLabel>("byteCount");
+    QList<int> overall;
+    QStringList shown;
+    connect(wizard.find<QProgressBar>("overallProgress"), &QProgressBar::valueChanged, status,
+            [&](int value) { overall << value; });
+    connect(
+        wizard.find<QProgressBar>("productProgress"), &QProgressBar::valueChanged, status,
+        [&](int value) { shown << status->text() + QString(" %1 ").arg(value) + bytes->text(); });
+    QVERIFY(wizard.startQueue());
+    QTRY_COMPARE(wizard.window->currentId(), 4);
+
+    // A third each, half of it for the transfer; the second is on disk and has none.
+    QCOMPARE(overall, QList({0, 166, 333, 666, 832, 999}));
+    QCOMPARE(shown, QStringList({"Downloading Label of one.pkg... 30 30b/30b",
+                                 "Downloading Label of three.pkg... 30 30b/30b"}));
+    QCOMPARE(bytes->text(), "");
+    QCOMPARE(wizard.installed(), names);
+    QCOMPARE(contentsOf(wizard.downloads.filePath("one.pkg")), one);
+    QCOMPARE(contentsOf(wizard.downloads.filePath("two.pkg")), QByteArray(size, '2'));
+    QCOMPARE(wizard.downloads.entryList(QDir::Files).size(), 3);
+    QVERIFY(!vendor.requestLog().contains("two.pkg"));
+    QCOMPARE(wizard.said(), {});
+}
+
+void tst_download::failedTransfer_data() {
+    QTest::addColumn<QStringList>("queue"); // "none.pkg" is not on the server until it is missed
+    QTest::addColumn<QMessageBox::StandardButton>("answer");
+    QTest::addColumn<QStringList>("installed");
+    const QStringList good{"good.pkg"};
+    const QStringList none{"none.pkg"};
+    QTest::newRow("Retry") << none + good << QMessageBox::Retry << QStringList{"none-1.pkg"} + good;
+    QTest::newRow("Ignore") << none + good << QMessageBox::Ignore << good;
+    QTest::newRow("Ignore the last") << good + none << QMessageBox::Ignore << good;
+}
+
+void tst_download::failedTransfer() {
+    QFETCH(QStringList, queue);
+    QFETCH(QMessageBox::StandardButton, answer);
+    ZelWizardDriver wizard;
+    ZelVendorProcess vendor;
+    QVERIFY(vendor.start());
+    vendor.addPackage("good.pkg", size);
+    QByteArrayList products;
+    for (const QString& name : queue) {
+        products << product(name, vendor.packageUrl(name).toString());
+        wizard.tellInstaller("exit 0");
+    }
+    wizard.offer(products);
+    wizard.boxes.answers["downloadFailed"] = {answer};
+    wizard.boxes.onShow = [&vendor](QMessageBox&) { vendor.addPackage("none.pkg", size); };
+    QVERIFY(wizard.startQueue());
+    QTRY_COMPARE(wizard.window->currentId(), 4);
+
+    QCOMPARE(wizard.said(),
+             {"Product download failed/the remote content was not found at the server (similar to "
+              "HTTP error 404). Press Abort to exit, Retry or Ignore to try the next product"});
+    const ZelSeenBox box = wizard.boxes.boxes[0];
+    QCOMPARE(box.buttons, QMessageBox::Abort | QMessageBox::Retry | QMessageBox::Ignore);
+    QCOMPARE(box.defaultButton, "Retry");
+    QTEST(wizard.installed(), "installed");
+}
+
+void tst_download::endsTheProgram() {
+    const auto statusOfQueue = [](ZelWizardDriver& wizard, const QString& name) {
+        wizard.offer({product(name, "http://127.0.0.1:1/none")});
+        wizard.boxes.answers["downloadFailed"] = {QMessageBox::Abort};
+        return ZelWizardDriver::exitStatusOf([&wizard] { wizard.startQueue(); });
+    };
+    ZelWizardDriver aborted;
+    QCOMPARE(statusOfQueue(aborted, "one.pkg"), -1);
+    QCOMPARE(aborted.boxes.names(), {"downloadFailed"});
+    QCOMPARE(aborted.installed(), {});
+
+    ZelWizardDriver refused;
+    const QString noFileName(300, 'x');
+    QCOMPARE(statusOfQueue(refused, noFileName), 0);
+    QCOMPARE(refused.said(),
+             {"There Was An Error Downloading/While processingLabel of " + noFileName +
+              ". If this error persists contact customer support. "
+              "Press Ok to exit the application"});
+}
+
+void tst_download::progress_data() {
+    QTest::addColumn<qint64>("received");
+    QTest::addColumn<qint64>("total");
+    QTest::addColumn<QString>("shown"); // overall value, bytes, maximum of the product's bar
+    const qint64 wrap = qint64(1) << 32;
+    QTest::newRow("half") << 1000LL << 2000LL << "416 1000b/1.953KB 2000";
+    QTest::newRow("all") << 2000LL << 2000LL << "499 1.953KB/1.953KB 2000";
+    QTest::newRow("unknown total") << 1LL << -1LL << "167 1b/-1b -1";
+    QTest::newRow("empty package") << 0LL << 0LL << "333 0b/0b 0";
+    QTest::newRow("32 bits") << wrap + 1000 << 2 * wrap + 2000 << "416 4.000GB/8.000GB 2000";
+}
+
+// During the second of three products; each has a share of 333, the transfer half of that.
+void tst_download::progress() {
+    QFETCH(qint64, received);
+    QFETCH(qint64, total);
+    ZelWizardDriver wizard;
+    ZelHeldServer server;
+    zelWriteFile(wizard.downloads.filePath("guide.pdf"), QByteArray(size, '1'));
+    wizard.offer({product("guide.pdf", server.url("none")), product("two", server.url("two")),
+                  product("three", server.url("three"))});
+    QVERIFY(wizard.startQueue());
+    QTRY_COMPARE(server.requests, QStringList{"/two"});
+    const auto report = [&](qint64 now, qint64 of) {
+        QMetaObject::invokeMethod(wizard.window->currentPage(), "downloadProgress",
+                                  Q_ARG(qint64, now), Q_ARG(qint64, of));
+    };
+    const auto* bar = wizard.find<QProgressBar>("productProgress");
+    report(received, total);
+    QTEST(QString("%1 %2 %3")
+              .arg(wizard.find<QProgressBar>("overallProgress")->value())
+              .arg(wizard.find<QLabel>("byteCount")->text())
+              .arg(bar->maximum()),
+          "shown");
+
+    report(1500, 2000);
+    QCOMPARE(bar->minimum(), 0);
+    QCOMPARE(bar->maximum(), 2000);
+    QCOMPARE(bar->value(), 1500);
+}
+
+void tst_download::picturesTakeTurns_data() {
+    QTest::addColumn<QList<int>>("pictures");
+    QTest::addColumn<QList<int>>("shown"); // 0 for none
+    QTest::newRow("gaps are skipped") << QList{1, 3, 4, 18} << QList{1, 3, 4, 18, 1, 3};
+    QTest::newRow("gaps beyond 19 are not") << QList{1, 19, 20, 22} << QList{1, 19, 20, 1, 19, 20};
+    QTest::newRow("no first picture") << QList{2, 3} << QList{2, 3, 0, 2, 3, 0};
+}
+
+void tst_download::picturesTakeTurns() {
+    QFETCH(QList<int>, pictures);
+    QFETCH(QList<int>, shown);
+    ZelWizardDriver wizard;
+    for (int number : pictures)
+        wizard.addPicture(QString("whileUWait-%1.png").arg(number), QColor(number, 0, 0));
+    QVERIFY(wizard.walkTo(0));
+    const auto* label = wizard.find<QLabel>("whileUWait");
+    QList<int> turns{red(label->pixmap())};
+    while (turns.size() < shown.size())
+        turns << red(qobject_cast<ZelDownload*>(wizard.window->page(3))->nextWUWPixmap());
+    QCOMPARE(turns, shown);
+    QTRY_VERIFY2(red(label->pixmap()) != turns[0], "the pictures do not change by themselves");
+}
+
+ZEL_TEST_MAIN(tst_download)
+#include "tst_download.moc"

@@ -1,0 +1,190 @@
+#include "core/ZelMachineAssay.h"
+#include "core/ZelTexts.h"
+#include "support/ZelWizardDriver.h"
+
+#include <QCheckBox>
+#include <QTableWidget>
+
+class tst_selection : public QObject {
+    Q_OBJECT
+
+private slots:
+    void showAllAddsTheHiddenProducts();
+    void eachVisitAsksAnew();
+    void boxesAndExits_data();
+    void boxesAndExits();
+    void manifestIsLoggedAfterTheIssues();
+    void fullDiskKeepsThePage_data();
+    void fullDiskKeepsThePage();
+};
+
+namespace {
+
+QByteArray product(const QString& label, qint64 size = 4, bool eligible = true) {
+    return zelProductXml(label + ".pkg", label, 7, size, "http://127.0.0.1:1/none", eligible);
+}
+
+const QByteArray farmServer = product("Lumivex FarmServer 21.0");
+const QByteArray atelier = product("Lumivex Atelier 21.0 for Maya 2016.5");
+const QByteArray guide = product("Pens & Brushes");
+const QByteArray notEligible = product("Licence Manager", 4, false);
+
+constexpr qint64 exabyte = qint64(1) << 60;
+
+void toggle(const ZelWizardDriver& wizard, int row) {
+    auto* cell = wizard.find<QTableWidget>("products")->cellWidget(row, 0);
+    QTest::keyClick(cell, Qt::Key_Space);
+}
+
+QStringList showAll(const ZelWizardDriver& wizard) {
+    QTest::keyClick(wizard.find<QCheckBox>("showAll"), Qt::Key_Space);
+    return wizard.rows();
+}
+
+} // namespace
+
+void tst_selection::showAllAddsTheHiddenProducts() {
+    ZelWizardDriver wizard;
+    const QString hidden = "Lumivex Atelier 21.0 for Maya 2014";
+    wizard.offer({guide, product(hidden), notEligible, atelier, farmServer});
+    QVERIFY(wizard.walkTo(2));
+    QCOMPARE(wizard.said(), {});
+    QStringList rows{"*Lumivex FarmServer 21.0", "*Lumivex Atelier 21.0 for Maya 2016.5",
+                     "*Pens & Brushes"};
+    QCOMPARE(wizard.rows(), rows);
+
+    toggle(wizard, 0);
+    rows[0].remove(0, 1);
+    QCOMPARE(showAll(wizard), rows + QStringList{hidden});
+    toggle(wizard, 3);
+    QCOMPARE(showAll(wizard), rows);
+    QCOMPARE(showAll(wizard), rows + QStringList{hidden});
+    toggle(wizard, 3);
+    QVERIFY(wizard.walkTo(3));
+    QCOMPARE(ZelApp::instance()->downloadList, QList({3, 0, 1}));
+}
+
+void tst_selection::eachVisitAsksAnew() {
+    ZelWizardDriver wizard;
+    ZelHeldServer server;
+    ZelApp* app = ZelApp::instance();
+    app->manifestFile.clear();
+    app->scheme = "http";
+    app->host = QUrl(server.url("")).authority();
+    const QByteArray manifest = zelManifestXml({farmServer, atelier, guide});
+    for (int visit : {1, 2}) {
+        QVERIFY(wizard.walkTo(2));
+        QTRY_COMPARE(server.requests.size(), visit);
+        QCOMPARE(ZelLogCapture::lines().count("Doing assay..."), visit);
+        QVERIFY(!wizard.window->button(QWizard::NextButton)->isEnabled());
+        server.send(ZelHeldServer::head(manifest.size(), "Validation: Approved\r\n") + manifest);
+        QTRY_VERIFY(wizard.window->button(QWizard::NextButton)->isEnabled());
+        QCOMPARE(wizard.rows().size(), 3);
+        QVERIFY(!wizard.find<QCheckBox>("showAll")->isChecked());
+        showAll(wizard);
+        wizard.press(QWizard::BackButton);
+    }
+}
+
+void tst_selection::boxesAndExits_data() {
+    QTest::addColumn<QByteArrayList>("products");
+    QTest::addColumn<QString>("event");
+    QTest::addColumn<QString>("box");
+    QTest::addColumn<int>("status");
+    const int none = ZelWizardDriver::noExit;
+    const QByteArrayList both{farmServer, atelier};
+    const QString details = "/Click on Show Details to see why";
+    QTest::newRow("one issue") << QByteArrayList{farmServer, guide} << ""
+                               << "There was an issue selecting products" + details << none;
+    QTest::newRow("several issues") << QByteArrayList{guide} << ""
+                                    << "There were issues selecting products" + details << none;
+    const QString nothing = "There were no products to download" + details;
+    QTest::newRow("one hidden") << QByteArrayList{product("Lumivex Atelier for Maya 2014")} << ""
+                                << nothing << none;
+    QTest::newRow("nothing on offer") << QByteArrayList{notEligible} << "" << nothing << 0;
+    QTest::newRow("nothing checked") << both << "uncheck"
+                                     << "There were no products to install/" << 0;
+    QTest::newRow("invalid manifest")
+        << both << "invalid"
+        << "Could not get a product list from Corvane/Account closed" << 1;
+    const QString problem = "Cannot complete the installation on this machine/Too old. Press OK to "
+                            "conitue download only or Cancel to exit this application";
+    QTest::newRow("problem, Ok") << both << "Ok" << problem << none;
+    QTest::newRow("problem, Cancel") << both << "Cancel" << problem << -1;
+}
+
+void tst_selection::boxesAndExits() {
+    QFETCH(QByteArrayList, products);
+    QFETCH(QString, event);
+    ZelWizardDriver wizard;
+    ZelApp* app = ZelApp::instance();
+    wizard.offer(products);
+    if (event == "Ok")
+        wizard.boxes.answers["installProblem"] = {QMessageBox::Ok}; // else the default, Cancel
+    const auto visit = [&] {
+        wizard.walkTo(2);
+        if (event == "uncheck") {
+            toggle(wizard, 0);
+            toggle(wizard, 1);
+            wizard.press(QWizard::NextButton);
+        } else if (event == "invalid") {
+            emit app->invalidManifestReply("Account closed");
+        } else if (!event.isEmpty()) {
+            ZelMachineAssay::Singleton()->attributes[ZelAttrInstallProblem] = "Too old.";
+            emit app->validManifestReply();
+        }
+    };
+    QTEST(ZelWizardDriver::exitStatusOf(visit, 0), "status");
+    QFETCH(QString, box);
+    QCOMPARE(wizard.said(), QStringList{box});
+    QCOMPARE(wizard.window->currentId(), 2);
+    QCOMPARE(app->downloadList, {});
+}
+
+void tst_selection::manifestIsLoggedAfterTheIssues() {
+    ZelWizardDriver wizard;
+    wizard.offer({guide, notEligible});
+    wizard.boxes.onShow = [](QMessageBox& box) {
+        QCOMPARE(box.detailedText().count('\n'), 1);
+        QVERIFY(!ZelLogCapture::contains("Manifest:"));
+    };
+    QVERIFY(wizard.walkTo(2));
+    const QStringList lines = ZelLogCapture::lines();
+    const QString record =
+        "\"%1.pkg\" zel: %2 url: QUrl(\"http://127.0.0.1:1/none\") buildid: \"7\"";
+    QCOMPARE(lines.mid(lines.indexOf("Manifest:") + 1, 2),
+             QStringList(
+                 {record.arg("Pens & Brushes", "true"), record.arg("Licence Manager", "false")}));
+}
+
+void tst_selection::fullDiskKeepsThePage_data() {
+    QTest::addColumn<QList<qint64>>("sizes");
+    QTest::addColumn<QString>("needed");
+    QTest::newRow("twice the sum") << QList{exabyte, exabyte} << "4294967296.000GB";
+    QTest::newRow("doubling overflows") << QList{4 * exabyte} << "8589934592.000GB";
+    QTest::newRow("adding overflows") << QList{3 * exabyte, 3 * exabyte} << "8589934592.000GB";
+}
+
+void tst_selection::fullDiskKeepsThePage() {
+    QFETCH(QList<qint64>, sizes);
+    QFETCH(QString, needed);
+    ZelWizardDriver wizard;
+    QByteArrayList products{farmServer, atelier};
+    for (const qint64 size : sizes)
+        products << product(QString("Enormous %1").arg(products.size()), size);
+    wizard.offer(products);
+    QVERIFY(!wizard.walkTo(3));
+    const QString logged = ZelLogCapture::lines().filter("Bytes avail on").value(0);
+    const QString text = "You do not have enough free disk space to download the selected products/"
+                         "Needed %1 for selected downloads. There is %2 of available space on %3";
+    QCOMPARE(wizard.said(), {text.arg(needed, ZelHumanBytes(logged.section(' ', -1).toLongLong()),
+                                      wizard.downloads.absolutePath())});
+    QCOMPARE(ZelApp::instance()->downloadList, {});
+
+    for (int row = 2; row < products.size(); ++row)
+        toggle(wizard, row);
+    QVERIFY(wizard.walkTo(3));
+}
+
+ZEL_TEST_MAIN(tst_selection)
+#include "tst_selection.moc"

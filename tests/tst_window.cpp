@@ -1,0 +1,92 @@
+#include "app/ZelBuildStamp.h"
+#include "support/ZelWizardDriver.h"
+
+#include <QLabel>
+#include <QWizardPage>
+
+// The window around the pages, and the first and the last of them.
+class tst_window : public QObject {
+    Q_OBJECT
+
+private slots:
+    void pagesStandInTheirOrder();
+    void releaseOnTheWelcomePictureTellsTheBuild();
+    void eachPageHasItsButtons();
+};
+
+namespace {
+
+using Buttons = QList<QWizard::WizardButton>;
+
+// From left to right.
+Buttons visibleButtons(const ZelMainWindow& window) {
+    QMap<int, QWizard::WizardButton> byPosition;
+    for (int which = QWizard::BackButton; which <= QWizard::CustomButton3; ++which) {
+        const QAbstractButton* button = window.button(QWizard::WizardButton(which));
+        if (button->isVisible())
+            byPosition[button->x()] = QWizard::WizardButton(which);
+    }
+    return byPosition.values();
+}
+
+} // namespace
+
+void tst_window::pagesStandInTheirOrder() {
+    ZelWizardDriver wizard;
+    QVERIFY(wizard.walkTo(0));
+    QCOMPARE(wizard.window->windowTitle(), "Lumivex Community Installer");
+    QCOMPARE(wizard.window->wizardStyle(), QWizard::ModernStyle);
+    QString pages;
+    for (int id : wizard.window->pageIds())
+        pages += QString(" %1 %2").arg(id).arg(wizard.window->page(id)->metaObject()->className());
+    QCOMPARE(pages, " 0 ZelWelcome 1 ZelAccount 2 ZelSelection 3 ZelDownload 4 ZelFinished");
+}
+
+void tst_window::releaseOnTheWelcomePictureTellsTheBuild() {
+    ZelWizardDriver wizard;
+    QVERIFY(wizard.walkTo(0));
+    QWidget* page = wizard.window->currentPage();
+    auto* picture = page->findChild<QLabel*>();
+    QTest::mouseClick(page, Qt::LeftButton, {}, QPoint(0, 0));
+    QTest::mousePress(picture, Qt::LeftButton);
+    QCOMPARE(picture->toolTip() + page->toolTip(), "");
+    QTest::mouseRelease(picture, Qt::LeftButton);
+    QCOMPARE(picture->toolTip(), ZelBuildDateAndVersion());
+}
+
+void tst_window::eachPageHasItsButtons() {
+    const Buttons usual{QWizard::BackButton, QWizard::NextButton};
+    ZelWizardDriver wizard;
+    ZelHeldServer server;
+    wizard.offer({zelProductXml("guide.pdf", "Guide", 1, 4, server.url("guide.pdf"))});
+    for (int page : {0, 1, 2}) {
+        QVERIFY(wizard.walkTo(page));
+        QCOMPARE(visibleButtons(*wizard.window), usual);
+    }
+
+    QVERIFY(wizard.walkTo(3));
+    QCOMPARE(visibleButtons(*wizard.window),
+             Buttons({QWizard::CustomButton1, QWizard::NextButton}));
+    QCOMPARE(wizard.window->buttonText(QWizard::CustomButton1),
+             wizard.window->buttonText(QWizard::BackButton));
+    QVERIFY(!wizard.window->button(QWizard::NextButton)->isEnabled());
+    QTRY_COMPARE(server.requests.size(), 1);
+
+    wizard.boxes.answers["backDuringDownload"] = {QMessageBox::Ok};
+    wizard.press(QWizard::CustomButton1);
+    QCOMPARE(wizard.window->currentId(), 2);
+    QCOMPARE(visibleButtons(*wizard.window), usual);
+
+    QVERIFY(wizard.walkTo(3));
+    QTRY_COMPARE(server.requests.size(), 2);
+    server.send(ZelHeldServer::head(4) + "%PDF");
+    QTRY_COMPARE(wizard.window->currentId(), 4);
+    QCOMPARE(visibleButtons(*wizard.window), Buttons{QWizard::FinishButton});
+    QCOMPARE(wizard.opened, {});
+    wizard.press(QWizard::FinishButton);
+    QCOMPARE(wizard.opened, {ZelApp::instance()->successUrl});
+    QVERIFY(!wizard.window->isVisible());
+}
+
+ZEL_TEST_MAIN(tst_window)
+#include "tst_window.moc"
