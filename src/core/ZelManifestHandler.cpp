@@ -1,5 +1,7 @@
 #include "core/ZelManifestHandler.h"
 
+#include "core/ZelXmlGuard.h"
+
 #include <QDebug>
 #include <QHash>
 #include <QXmlSimpleReader>
@@ -17,7 +19,12 @@ enum Field {
     SuccessURL,
 };
 
-Field fieldOf(const QString& element) {
+constexpr char productElement[] = "ProductInfo";
+
+// The reader calls itself for each level: thousands would overflow its stack. Manifests have two.
+constexpr int maxDepth = 500;
+
+const QHash<QString, Field>& fieldNames() {
     static const QHash<QString, Field> fields{
         {"Name", Name},
         {"BuildID", BuildID},
@@ -27,7 +34,7 @@ Field fieldOf(const QString& element) {
         {"FileSize", FileSize},
         {"ZELSuccessURL", SuccessURL},
     };
-    return fields.value(element, NoField);
+    return fields;
 }
 
 } // namespace
@@ -36,12 +43,19 @@ ZelManifestHandler::ZelManifestHandler(QList<ZelManifestElement>& target) : list
 
 bool ZelManifestHandler::startElement(const QString&, const QString& localName, const QString&,
                                       const QXmlAttributes&) {
-    if (localName == "ProductInfo") {
+    if (++depth > maxDepth)
+        return false;
+    if (localName == productElement) {
         list.append(ZelManifestElement());
         state = NoField;
     } else {
-        state = fieldOf(localName);
+        state = fieldNames().value(localName, NoField);
     }
+    return true;
+}
+
+bool ZelManifestHandler::endElement(const QString&, const QString&, const QString&) {
+    --depth;
     return true;
 }
 
@@ -88,12 +102,30 @@ bool ZelManifestHandler::fatalError(const QXmlParseException& exception) {
     // The empty piece at the end keeps the blank behind the message.
     qWarning() << "Fatal error on line" << exception.lineNumber() << ", column"
                << exception.columnNumber() << ":" << exception.message() << "";
+    problem = QString("line %1, column %2: %3")
+                  .arg(exception.lineNumber())
+                  .arg(exception.columnNumber())
+                  .arg(exception.message());
     return false;
+}
+
+QString ZelManifestHandler::errorString() const {
+    return depth > maxDepth ? "elements are nested too deeply" : QXmlDefaultHandler::errorString();
+}
+
+QStringList ZelManifestHandler::elementNames() {
+    return QStringList(productElement) + fieldNames().keys();
 }
 
 bool ZelReadManifest(const QXmlInputSource& source, ZelManifestHandler& handler) {
     QXmlSimpleReader reader;
     reader.setContentHandler(&handler);
     reader.setErrorHandler(&handler);
-    return reader.parse(&source, false);
+    ZelXmlGuard guard(source);
+    const bool accepted = reader.parse(&guard, false);
+    if (!guard.problem().isEmpty()) {
+        qWarning() << "Refused a manifest:" << guard.problem();
+        handler.problem = guard.problem();
+    }
+    return accepted;
 }

@@ -2,8 +2,14 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QLoggingCategory>
+#include <limits>
 
 namespace {
+
+// Obeys the same switches as every other message, but asks them before a line is put together: the
+// lines for each record are most of the work when many machines are looked at with them off.
+Q_LOGGING_CATEGORY(recordLog, "default")
 
 class Texts {
     Q_DECLARE_TR_FUNCTIONS(ZelSelectionRules)
@@ -162,22 +168,30 @@ void ZelChooseDownloads(const QList<ZelManifestElement>& manifest, const ZelMach
     for (int i = 0; i < manifest.size(); ++i) {
         const ZelManifestElement& element = manifest[i];
         if (!element.DownloadURL.isValid()) {
-            qDebug() << "no url for product " << element.Name;
-            giveReason(i, "it has no valid download address");
+            qCDebug(recordLog) << "no url for product " << element.Name;
+            giveReason(i, QStringLiteral("it has no valid download address"));
         } else if (!element.EligibleCommunityDownload) {
-            qDebug() << "Skipping product " << element.Name;
-            giveReason(i, "it is not eligible for community download");
+            qCDebug(recordLog) << "Skipping product " << element.Name;
+            giveReason(i, QStringLiteral("it is not eligible for community download"));
         } else if (chosenByRule.contains(i)) {
             continue;
         } else if (!element.GetIsFarmServer() && !element.GetIsLATForMaya()) {
             offer.chosen << i;
-            giveReason(i, "every eligible product of this kind is proposed");
+            giveReason(i, QStringLiteral("every eligible product of this kind is proposed"));
         } else {
-            qDebug() << element.label() << "is hidden";
+            qCDebug(recordLog) << element.label() << "is hidden";
             offer.hidden << i;
-            giveReason(i, element.GetIsFarmServer()
-                              ? "the manifest's last render server is the one considered"
-                              : "not for the Maya that was considered");
+            giveReason(
+                i, element.GetIsFarmServer()
+                       ? QStringLiteral("the manifest's last render server is the one considered")
+                       : QStringLiteral("not for the Maya that was considered"));
         }
     }
+}
+
+qint64 ZelAddRoomNeeded(qint64 sum, qint64 fileSize) {
+    qint64 twice = 0;
+    if (qMulOverflow(fileSize, qint64(2), &twice) || qAddOverflow(sum, twice, &sum))
+        return std::numeric_limits<qint64>::max();
+    return sum;
 }

@@ -25,3 +25,8 @@ void ZelChooseLFSDownload(const QList<ZelManifestElement>& manifest, const ZelMa
 // serves.
 void ZelChooseLATDownload(const QList<ZelManifestElement>& manifest, const ZelMachineAssay& assay,
                           ZelOffer& offer, QStringList& issues);
+
+// Adds to `sum` the bytes that have to be free for a package: room for it, and as much again for
+// what is unpacked from it. Sizes come from the server: a sum beyond all bounds is more than any
+// disk has.
+qint64 ZelAddRoomNeeded(qint64 sum, qint64 fileSize);

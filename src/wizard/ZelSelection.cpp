@@ -11,7 +11,6 @@
 #include <QScopeGuard>
 #include <QTableWidget>
 #include <QVBoxLayout>
-#include <limits>
 
 namespace {
 
@@ -19,15 +18,6 @@ namespace {
 [[nodiscard]] auto waitCursor() {
     QApplication::setOverrideCursor(Qt::WaitCursor);
     return qScopeGuard([] { QApplication::restoreOverrideCursor(); });
-}
-
-// Room for a package and as much again for what is unpacked from it. Sizes come from the server: a
-// sum beyond all bounds is more than any disk has.
-qint64 addTwice(qint64 sum, qint64 size) {
-    qint64 twice = 0;
-    if (qMulOverflow(size, qint64(2), &twice) || qAddOverflow(sum, twice, &sum))
-        return std::numeric_limits<qint64>::max();
-    return sum;
 }
 
 } // namespace
@@ -249,7 +239,7 @@ bool ZelSelection::validatePage() {
             return false;
         }
         selected << index;
-        needed = addTwice(needed, app->manifest[index].FileSize);
+        needed = ZelAddRoomNeeded(needed, app->manifest[index].FileSize);
     }
 
     if (selected.isEmpty()) {
