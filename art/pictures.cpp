@@ -328,9 +328,12 @@ int main(int argc, char** argv) {
         fade.setColorAt(1, {10, 26, 34}); // the style sheet goes on below with this colour
         QPainter(&tall).fillRect(tall.rect(), fade);
         save(pages[step] + (step ? "Watermark" : "watermark"), tall);
-        // QWizard takes a banner's pixels for its size in the window: there must be no @2x.
-        write(pages[step] + (step ? "Banner" : "banner"),
-              render(banner(step), 1440, 176, paths).scaledToWidth(720, Qt::SmoothTransformation));
+        // QWizard takes a banner's pixels for its size in the window: an @2x would widen it.
+        const QString name = pages[step] + (step ? "Banner" : "banner");
+        const QImage wide = render(banner(step), 1440, 176, paths);
+        if (step) // the one without a step is never shown
+            write(name + "Dense", wide);
+        write(name, wide.scaledToWidth(720, Qt::SmoothTransformation));
     }
 
     Scene scene{{0, 1.5, 9}, {0, .66, 0}, .136, 7, {}};

@@ -39,6 +39,7 @@ ZelApp::~ZelApp() {
 
 int ZelApp::Start() {
     setWindowIcon(LoadIconResource("zel.png"));
+    QDir::addSearchPath("images", QDir(installRoot).filePath(imageFolder)); // for the style sheet
     loadStylesheet("zel.qss");
 
     wizard = new (std::nothrow) ZelMainWindow;

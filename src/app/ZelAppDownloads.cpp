@@ -176,7 +176,7 @@ QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply, qint64 manif
     const QString finalName = getFinalNameFromTempName(tempName);
     if (finalName == tempName || file.rename(finalName))
         return QString();
-    reason = tr("Couldn't finalize download when renaming ") + tempName + tr(" to ") + finalName;
+    reason = tr("Couldn't finalize download when renaming %1 to %2").arg(tempName, finalName);
     qWarning().noquote() << reason;
     return reason;
 }

@@ -70,8 +70,8 @@ void ZelChooseLFSDownload(const QList<ZelManifestElement>& manifest, const ZelMa
         qDebug() << "No LFS" << version << "to select, found equal or better build installed"
                  << "manifest had " << build << "installed" << installed;
         issues << Texts::tr("The current installed verion of Lumivex FarmServer is the most up to "
-                            "date version.") +
-                      Texts::tr(" Build ") + QString::number(build);
+                            "date version. Build %1")
+                      .arg(build);
     } else {
         qDebug() << "Selecting LFS" << version << ", found down-rev buildid."
                  << "manifest had " << build << "installed" << installed;
@@ -139,8 +139,8 @@ void ZelChooseLATDownload(const QList<ZelManifestElement>& manifest, const ZelMa
                      << "to select, found equal or better build installed."
                      << "Manifest had " << build << "installed" << installed;
             issues << Texts::tr("The current installed verion of Lumivex Atelier for Maya is the "
-                                "most up to date version.") +
-                          Texts::tr(" Build ") + QString::number(build);
+                                "most up to date version. Build %1")
+                          .arg(build);
         }
         return;
     }

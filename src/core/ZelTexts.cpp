@@ -106,7 +106,7 @@ QString textOf(const ErrorText (&table)[N], const char* context, int code,
         if (entry.code == code)
             return QCoreApplication::translate(context, entry.text);
     }
-    return fallback + QString::number(code);
+    return fallback.arg(code);
 }
 
 QString inUnits(qint64 bytes, qint64 unit, int decimals) {
@@ -117,20 +117,22 @@ QString inUnits(qint64 bytes, qint64 unit, int decimals) {
 
 QString ZelHumanBytes(qint64 bytes) {
     if (bytes < kilobyte)
-        return QString::number(bytes) + "b";
+        return QCoreApplication::translate("ZelHumanBytes", "%1b").arg(bytes);
     if (bytes < megabyte)
-        return QString("%1KB").arg(inUnits(bytes, kilobyte, 3));
+        return QCoreApplication::translate("ZelHumanBytes", "%1KB")
+            .arg(inUnits(bytes, kilobyte, 3));
     if (bytes < gigabyte)
-        return QString("%1MB").arg(inUnits(bytes, megabyte, 2));
-    return QString("%1GB").arg(inUnits(bytes, gigabyte, 3));
+        return QCoreApplication::translate("ZelHumanBytes", "%1MB")
+            .arg(inUnits(bytes, megabyte, 2));
+    return QCoreApplication::translate("ZelHumanBytes", "%1GB").arg(inUnits(bytes, gigabyte, 3));
 }
 
 QString ZelFileError(QFile::FileError error) {
     return textOf(fileErrors, "ZelFileError", error,
-                  QCoreApplication::translate("ZelFileError", "Unknown file error: "));
+                  QCoreApplication::translate("ZelFileError", "Unknown file error: %1"));
 }
 
 QString ZelNetworkError(QNetworkReply::NetworkError error) {
     return textOf(networkErrors, "ZelNetworkError", error,
-                  QCoreApplication::translate("ZelNetworkError", "Unknown network error "));
+                  QCoreApplication::translate("ZelNetworkError", "Unknown network error %1"));
 }

@@ -24,6 +24,12 @@ QLineEdit* ZelAccount::createField(const char* name, const QString& placeholder)
     field->setObjectName(name);
     field->setPlaceholderText(placeholder);
     field->setAccessibleName(placeholder);
+    // It is the field's only label: darker than placeholders are by default.
+    QPalette palette = field->palette();
+    QColor color = palette.color(QPalette::Text);
+    color.setAlphaF(0.65f);
+    palette.setColor(QPalette::PlaceholderText, color);
+    field->setPalette(palette);
     field->setAttribute(Qt::WA_MacShowFocusRect, false);
     connect(field, &QLineEdit::textEdited, this, &ZelAccount::entriesChanged);
     return field;

@@ -8,6 +8,7 @@
 #include <QDebug>
 #include <QLabel>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QScopedValueRollback>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -34,13 +35,14 @@ void ZelDownload::createUI() {
     overallBar->setAccessibleName(tr("Overall Progress"));
     overallBar->setRange(0, overallRange);
 
-    statusLabel = new QLabel(tr("Download/Installing"), this);
+    statusLabel = new QLabel(this);
     statusLabel->setObjectName("downloadStatus");
     statusLabel->setTextFormat(Qt::PlainText);
+    statusLabel->setWordWrap(true); // a product may have a long label
     productBar = new QProgressBar(this);
     productBar->setObjectName("productProgress");
-    productBar->setAccessibleName(tr("Product Progress"));
     productBar->setMinimum(0);
+    setStatus(tr("Download/Installing"));
 
     byteLabel = new QLabel(this);
     byteLabel->setObjectName("byteCount");
@@ -52,8 +54,16 @@ void ZelDownload::createUI() {
     layout->addWidget(statusLabel);
     layout->addWidget(productBar);
     layout->addWidget(byteLabel);
+    layout->addStretch(); // the page has all the room there is; a status of three lines takes some
 
     QTimer::singleShot(pictureInterval, this, &ZelDownload::nextWhileUWait);
+}
+
+// The bar has no words of its own: it is read out under the status. A label's buddy would do that
+// too, and take the "&" in a product's label for a shortcut.
+void ZelDownload::setStatus(const QString& text) {
+    statusLabel->setText(text);
+    productBar->setAccessibleName(text);
 }
 
 QPixmap ZelDownload::nextWUWPixmap() {
@@ -100,6 +110,10 @@ void ZelDownload::initializePage() {
         {QWizard::Stretch, QWizard::CustomButton1, QWizard::NextButton, QWizard::FinishButton});
     wizard()->setButtonText(QWizard::CustomButton1, wizard()->buttonText(QWizard::BackButton));
     if (!backConnected) {
+        // It has the focus while Next is disabled; Return pressed once more must not ask to go
+        // back.
+        if (auto* button = qobject_cast<QPushButton*>(wizard()->button(QWizard::CustomButton1)))
+            button->setAutoDefault(false);
         connect(wizard()->button(QWizard::CustomButton1), &QAbstractButton::clicked, this,
                 &ZelDownload::back);
         backConnected = true;
@@ -153,15 +167,15 @@ void ZelDownload::requestNextDownload() {
 
     ZelManifestElement* product = nullptr;
     const QString label = currentProduct(&product) ? QString() : product->label();
-    statusLabel->setText(tr("Downloading ") + label + tr("..."));
+    setStatus(tr("Downloading %1...").arg(label));
     currentReply = app->DownloadProduct(app->downloadList[position]);
     if (!currentReply) {
         ZelShowMessageBox(
             {.name = "downloadRefused",
              .text = tr("There Was An Error Downloading"),
-             .informativeText = tr("While processing") + label +
-                                tr(". If this error persists contact customer support. Press Ok "
-                                   "to exit the application")},
+             .informativeText = tr("While processing%1. If this error persists contact customer "
+                                   "support. Press Ok to exit the application")
+                                    .arg(label)},
             this);
         QApplication::exit(0);
         return;
@@ -180,6 +194,7 @@ void ZelDownload::downloadProgress(qint64 bytesReceived, qint64 bytesTotal) {
     const float value = float(share * position) + ratio * float(share / 2);
     overallBar->setValue(int(std::clamp(value, -1e9f, 1e9f)));
     byteLabel->setText(ZelHumanBytes(bytesReceived) + "/" + ZelHumanBytes(bytesTotal));
+    productBar->setTextVisible(bytesTotal > 0); // of an unknown total any share would be wrong
     // The minimum follows a maximum of -1; it must come back for the next product.
     productBar->setRange(std::min(0, int(bytesTotal)), int(bytesTotal));
     productBar->setValue(int(bytesReceived));
@@ -220,7 +235,7 @@ void ZelDownload::downloadFailed(QString reason, int manifestIndex) {
         {.name = "downloadFailed",
          .text = tr("Product download failed"),
          .informativeText =
-             reason + tr(". Press Abort to exit, Retry or Ignore to try the next product"),
+             tr("%1. Press Abort to exit, Retry or Ignore to try the next product").arg(reason),
          .buttons = QMessageBox::Abort | QMessageBox::Retry | QMessageBox::Ignore,
          .defaultButton = QMessageBox::Retry},
         this);
@@ -297,9 +312,9 @@ bool ZelDownload::askToGoBack(const QString& name, const QString& text,
 
 void ZelDownload::backDuringInstall(const QString& label) {
     installerFinishedInDialog = false;
-    if (askToGoBack("backDuringInstall", tr("A Product Install Is In Progress"),
-                    tr("Once ") + label +
-                        tr(" is installed the Lumivex Community Installer will go back")))
+    if (askToGoBack(
+            "backDuringInstall", tr("A Product Install Is In Progress"),
+            tr("Once %1 is installed the Lumivex Community Installer will go back").arg(label)))
         goBackAfterInstall = true;
     if (installerFinishedInDialog)
         installerFinished(savedExitCode, savedExitStatus);
@@ -309,8 +324,9 @@ void ZelDownload::backDuringDownload(const QString& label) {
     completedInDialog = false;
     failedInDialog = false;
     const bool stop = askToGoBack("backDuringDownload", tr("Download In Progress. Really go back?"),
-                                  tr("Pressing Ok will stop this download of ") + label +
-                                      tr(". Press Cancel to resume download and installation"));
+                                  tr("Pressing Ok will stop this download of %1. Press Cancel to "
+                                     "resume download and installation")
+                                      .arg(label));
     if (!stop) {
         if (completedInDialog)
             downloadCompleted(savedIndex);

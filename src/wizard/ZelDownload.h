@@ -53,6 +53,7 @@ private slots:
 
 private:
     void createUI();
+    void setStatus(const QString& text);
     void requestNextDownloadSoon();
     void advance();
     void finishQueue();

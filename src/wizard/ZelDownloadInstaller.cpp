@@ -27,7 +27,7 @@ void ZelDownload::startInstaller() {
         return;
     }
 
-    statusLabel->setText(tr("Installing ") + product->label() + tr("..."));
+    setStatus(tr("Installing %1...").arg(product->label()));
     const QString package = product->file ? product->file->fileName() : QString();
     QString program = "installer";
     QStringList arguments{"-target", "/", "-package", package};
@@ -93,10 +93,9 @@ void ZelDownload::installerFinished(int exitCode, QProcess::ExitStatus exitStatu
     // A positive exit code is no failure: the platform's installer uses it for a request to
     // restart.
     if (exitCode < 0 || exitStatus != QProcess::NormalExit) {
-        ZelShowMessageBox(
-            {.name = "installerFailed",
-             .text = tr("Installer exited with err. Exit code: ") + QString::number(exitCode)},
-            this);
+        ZelShowMessageBox({.name = "installerFailed",
+                           .text = tr("Installer exited with err. Exit code: %1").arg(exitCode)},
+                          this);
     }
 
     if (goBackAfterInstall) {
@@ -121,11 +120,11 @@ void ZelDownload::installerError(QProcess::ProcessError error) {
     if (error != QProcess::FailedToStart)
         return;
 
-    QString text = tr("Could not start installer process");
+    QString text = tr("Could not start installer process, skipping to next product");
     ZelManifestElement* product = nullptr;
     if (!currentProduct(&product))
-        text += tr(" for ") + product->label();
-    text += tr(", skipping to next product");
+        text = tr("Could not start installer process for %1, skipping to next product")
+                   .arg(product->label());
     ZelShowMessageBox({.name = "installerNotStarted", .text = text}, this);
 
     productBar->reset();

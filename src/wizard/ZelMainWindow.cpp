@@ -1,18 +1,29 @@
 #include "wizard/ZelMainWindow.h"
 
 #include "app/ZelApp.h"
+#include "wizard/ZelAccessibility.h"
 #include "wizard/ZelAccount.h"
 #include "wizard/ZelDownload.h"
 #include "wizard/ZelFinished.h"
+#include "wizard/ZelPageSetup.h"
 #include "wizard/ZelSelection.h"
 #include "wizard/ZelWelcome.h"
 
+#include <QLabel>
+
 ZelMainWindow::ZelMainWindow() {
+    ZelInstallAccessibility();
     const ZelApp* app = ZelApp::instance();
     setWindowTitle(tr("Lumivex Community Installer"));
     setWizardStyle(QWizard::ModernStyle);
     setPixmap(QWizard::WatermarkPixmap, app->LoadPixmapResource("watermark.png"));
     setPixmap(QWizard::BannerPixmap, app->LoadPixmapResource("banner.png"));
+
+    if (app->devicePixelRatio() > 1) {
+        denseBanner = new QLabel(this);
+        denseBanner->setAttribute(Qt::WA_TransparentForMouseEvents);
+        connect(this, &QWizard::currentIdChanged, this, &ZelMainWindow::coverBanner);
+    }
 
     addPage(new ZelWelcome(this));
     addPage(new ZelAccount(this));
@@ -23,4 +34,13 @@ ZelMainWindow::ZelMainWindow() {
     // No Cancel: the user leaves through the window's close control or a page's own boxes.
     setButtonLayout(
         {QWizard::Stretch, QWizard::BackButton, QWizard::NextButton, QWizard::FinishButton});
+}
+
+// QWizard takes the pixels of a banner for its size in the window, so that the banner itself cannot
+// be a dense picture.
+void ZelMainWindow::coverBanner() {
+    if (const QWizardPage* page = currentPage())
+        denseBanner->setPixmap(page->property(ZelDenseBanner).value<QPixmap>());
+    denseBanner->adjustSize();
+    denseBanner->raise();
 }

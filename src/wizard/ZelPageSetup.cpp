@@ -2,12 +2,18 @@
 
 #include "app/ZelApp.h"
 
+#include <QCoreApplication>
 #include <QWizardPage>
 
 void ZelSetUpPage(QWizardPage* page, const char* watermark, const char* banner) {
     // Not empty, so that the wizard keeps the room of the subtitle.
-    page->setSubTitle(QWizardPage::tr(" "));
+    page->setSubTitle(QCoreApplication::translate("ZelSetUpPage", " "));
     const ZelApp* app = ZelApp::instance();
     page->setPixmap(QWizard::WatermarkPixmap, app->LoadPixmapResource(watermark));
     page->setPixmap(QWizard::BannerPixmap, app->LoadPixmapResource(banner));
+
+    const QByteArray dense = QByteArray(banner).replace(".png", "Dense.png");
+    QPixmap pixmap = app->LoadPixmapResource(dense.constData());
+    pixmap.setDevicePixelRatio(2);
+    page->setProperty(ZelDenseBanner, pixmap);
 }

@@ -40,6 +40,7 @@ void ZelSelection::createUI() {
     table->verticalHeader()->hide();
     // The keyboard moves between the checkboxes themselves, not between the cells around them.
     table->setFocusPolicy(Qt::NoFocus);
+    table->setTabKeyNavigation(false); // else Tab never leaves the table again
     table->setSelectionMode(QAbstractItemView::NoSelection);
     table->setShowGrid(false);
 
@@ -149,7 +150,8 @@ bool ZelSelection::confirmInstallProblem() {
         {.name = "installProblem",
          .text = tr("Cannot complete the installation on this machine"),
          .informativeText =
-             reason + tr(" Press OK to conitue download only or Cancel to exit this application"),
+             tr("%1 Press OK to conitue download only or Cancel to exit this application")
+                 .arg(reason),
          .buttons = QMessageBox::Ok | QMessageBox::Cancel,
          .defaultButton = QMessageBox::Cancel},
         this);

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "HeldServer.h"
+#include "drive/ZelBoxDriver.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <functional>
+
+class ZelMainWindow;
+
+// Brings the real wizard into one state after another that a person can meet: every page, every
+// box. It runs on a machine of its own making, with package installers that wait to be told how to
+// end and a server that holds its answers. Needs a ZelApp whose HOME may be written to.
+class StateWalker : public QObject {
+    Q_OBJECT
+
+public:
+    StateWalker();
+    ~StateWalker() override;
+
+    // Called in each state with its name and the window, or the box, that shows it.
+    std::function<void(const QString& state, QWidget& window)> onState;
+
+    // Goes through all states; `problems` then names those that were not reached.
+    void walk();
+
+    QStringList problems;
+
+    // Why the server refuses an account, in its own words.
+    static constexpr char serverReason[] = "The user id or the password is not right.";
+
+public slots:
+    void openPage(const QUrl&) {} // stands for the browser
+
+private:
+    struct Product {
+        QString label;
+        qint64 size = 4096;
+        QString name = "product";
+    };
+
+    void scene(const QString& name, const std::function<void()>& play);
+    void pagesBeforeDownload();
+    void boxesBeforeDownload();
+    void downloadPage();
+    void downloadBoxes();
+
+    void offer(const QList<Product>& products);
+    void signIn();
+    void openSelection();
+    void openDownload(const QList<Product>& products);
+    void startInstaller();
+    void key(int key, int times = 1);
+    void press(int wizardButton);
+    void seen(const QString& state);
+    void waitForRequest();
+    void waitForBox(const QString& name);
+    void waitFor(const QString& what, const std::function<bool()>& condition);
+    template<typename Widget> Widget* find(const char* name) const;
+
+    QTemporaryDir machine;
+    HeldServer server;
+    QFile gate; // package installers wait at it for what to do
+    ZelBoxDriver boxes;
+    ZelMainWindow* window = nullptr;
+    QString current; // the scene
+    const QByteArray path = qgetenv("PATH");
+};
