@@ -3,13 +3,11 @@
 #include "app/ZelApp.h"
 #include "wizard/ZelAccessibility.h"
 #include "wizard/ZelAccount.h"
+#include "wizard/ZelDenseBanner.h"
 #include "wizard/ZelDownload.h"
 #include "wizard/ZelFinished.h"
-#include "wizard/ZelPageSetup.h"
 #include "wizard/ZelSelection.h"
 #include "wizard/ZelWelcome.h"
-
-#include <QLabel>
 
 ZelMainWindow::ZelMainWindow() {
     ZelInstallAccessibility();
@@ -19,11 +17,8 @@ ZelMainWindow::ZelMainWindow() {
     setPixmap(QWizard::WatermarkPixmap, app->LoadPixmapResource("watermark.png"));
     setPixmap(QWizard::BannerPixmap, app->LoadPixmapResource("banner.png"));
 
-    if (app->devicePixelRatio() > 1) {
-        denseBanner = new QLabel(this);
-        denseBanner->setAttribute(Qt::WA_TransparentForMouseEvents);
-        connect(this, &QWizard::currentIdChanged, this, &ZelMainWindow::coverBanner);
-    }
+    if (app->devicePixelRatio() > 1)
+        new ZelDenseBanner(this);
 
     addPage(new ZelWelcome(this));
     addPage(new ZelAccount(this));
@@ -34,13 +29,4 @@ ZelMainWindow::ZelMainWindow() {
     // No Cancel: the user leaves through the window's close control or a page's own boxes.
     setButtonLayout(
         {QWizard::Stretch, QWizard::BackButton, QWizard::NextButton, QWizard::FinishButton});
-}
-
-// QWizard takes the pixels of a banner for its size in the window, so that the banner itself cannot
-// be a dense picture.
-void ZelMainWindow::coverBanner() {
-    if (const QWizardPage* page = currentPage())
-        denseBanner->setPixmap(page->property(ZelDenseBanner).value<QPixmap>());
-    denseBanner->adjustSize();
-    denseBanner->raise();
 }

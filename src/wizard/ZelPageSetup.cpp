@@ -1,6 +1,7 @@
 #include "wizard/ZelPageSetup.h"
 
 #include "app/ZelApp.h"
+#include "wizard/ZelDenseBanner.h"
 
 #include <QCoreApplication>
 #include <QWizardPage>
@@ -15,5 +16,5 @@ void ZelSetUpPage(QWizardPage* page, const char* watermark, const char* banner) 
     const QByteArray dense = QByteArray(banner).replace(".png", "Dense.png");
     QPixmap pixmap = app->LoadPixmapResource(dense.constData());
     pixmap.setDevicePixelRatio(2);
-    page->setProperty(ZelDenseBanner, pixmap);
+    page->setProperty(ZelDenseBanner::pageProperty, pixmap);
 }
