@@ -123,8 +123,8 @@ void ZelChooseLATDownload(const QList<ZelManifestElement>& manifest, const ZelMa
         if (!assay.FindHighestBuildOfProduct(pattern, version, installedTools)) {
             qDebug() << "No LAT for Maya" << mayaVersion << "installed Seleted LAT " << version;
             offer.chosen << tools;
-            offer.reasons[tools] =
-                QString("no tools %1 for the installed Maya %2").arg(version, mayaVersion);
+            offer.reasons[tools] = QString("no tools are installed for Maya %1").arg(mayaVersion) +
+                                   (version.isEmpty() ? QString() : " in version " + version);
             return;
         }
 
@@ -181,10 +181,9 @@ void ZelChooseDownloads(const QList<ZelManifestElement>& manifest, const ZelMach
         } else {
             qCDebug(recordLog) << element.label() << "is hidden";
             offer.hidden << i;
-            giveReason(
-                i, element.GetIsFarmServer()
-                       ? QStringLiteral("the manifest's last render server is the one considered")
-                       : QStringLiteral("not for the Maya that was considered"));
+            giveReason(i, element.GetIsFarmServer()
+                              ? QStringLiteral("the rule for render servers did not choose it")
+                              : QStringLiteral("the rule for Maya tools did not choose it"));
         }
     }
 }
