@@ -5,6 +5,7 @@
 
 #include <QNetworkAccessManager>
 #include <QTimer>
+#include <sys/resource.h>
 
 // The list of products in bad weather, as the selection page takes it: what its boxes say, and how
 // the program goes on.
@@ -27,6 +28,13 @@ private slots:
     void localFiles();
     void everyWeatherIsOnThePage();
 };
+
+// The most memory that this process has ever held, in kilobytes.
+static qint64 peakMemory() {
+    rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
 
 QString tst_weather_manifest::visit() const {
     const ZelLogCapture log; // a refused list is logged whole
@@ -87,7 +95,10 @@ void tst_weather_manifest::manifest() {
         app->host = "nowhere.invalid";
     else if (zelWeather() != "fair")
         QVERIFY2(!zelScenario(zelWeather()).isEmpty(), "a weather that nobody makes");
+    const qint64 before = peakMemory();
     QTEST(visit(), "expected");
+    if (zelWeather() != "manifest-huge")
+        QVERIFY(peakMemory() - before < 500'000);
     QVERIFY(!vendor.requestLog().contains("stolen")); // by an entity from outside
 }
 

@@ -29,7 +29,7 @@ void tst_weather_proxy::proxies() {
     zelWriteFile(log, "");
     const QString password = zelWeather().contains("password") ? "BasicAuth me secret\n" : "";
     const QString config =
-        QString("Listen 127.0.0.1\nPort %1\nLogFile \"%2\"\nLogLevel Connect\nMaxClients 20\n%3")
+        QString("Listen 127.0.0.1\nPort %1\nLogFile \"%2\"\nLogLevel Info\nMaxClients 20\n%3")
             .arg(port)
             .arg(log, password);
     QProcess tinyproxy;
@@ -46,9 +46,9 @@ void tst_weather_proxy::proxies() {
     QTRY_VERIFY(logged().contains("Accepting connections"));
 
     QString text = QString("127.0.0.1:%1").arg(port);
-    if (zelWeather() == "nobody listens there")
+    if (zelWeather().contains("nobody listens"))
         text = QString("127.0.0.1:%1").arg(zelFreePort());
-    else if (zelWeather() == "no such host")
+    else if (zelWeather().contains("no such host"))
         text = "nowhere.invalid:8080";
     QNetworkAccessManager* network = app->getNetworkManager();
     network->setProxy(ZelProxyFromText(text).value());
