@@ -24,6 +24,9 @@ constexpr char productElement[] = "ProductInfo";
 // The reader calls itself for each level: thousands would overflow its stack. Manifests have two.
 constexpr int maxDepth = 500;
 
+// In characters. A longer one, used as often as the guard lets it, would fill the memory.
+constexpr int maxEntityLength = 4096;
+
 const QHash<QString, Field>& fieldNames() {
     static const QHash<QString, Field> fields{
         {"Name", Name},
@@ -57,6 +60,10 @@ bool ZelManifestHandler::startElement(const QString&, const QString& localName, 
 bool ZelManifestHandler::endElement(const QString&, const QString&, const QString&) {
     --depth;
     return true;
+}
+
+bool ZelManifestHandler::internalEntityDecl(const QString&, const QString& value) {
+    return value.size() <= maxEntityLength;
 }
 
 bool ZelManifestHandler::characters(const QString& text) {
@@ -121,6 +128,7 @@ bool ZelReadManifest(const QXmlInputSource& source, ZelManifestHandler& handler)
     QXmlSimpleReader reader;
     reader.setContentHandler(&handler);
     reader.setErrorHandler(&handler);
+    reader.setDeclHandler(&handler);
     ZelXmlGuard guard(source);
     const bool accepted = reader.parse(&guard, false);
     if (!guard.problem().isEmpty()) {

@@ -21,6 +21,7 @@ public:
     bool endElement(const QString& namespaceURI, const QString& localName,
                     const QString& qName) override;
     bool characters(const QString& text) override;
+    bool internalEntityDecl(const QString& name, const QString& value) override;
     bool fatalError(const QXmlParseException& exception) override;
     QString errorString() const override;
 

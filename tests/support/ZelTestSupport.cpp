@@ -33,6 +33,10 @@ ZelVendorProcess::ZelVendorProcess() {
 }
 
 ZelVendorProcess::~ZelVendorProcess() {
+    stop();
+}
+
+void ZelVendorProcess::stop() {
     process.terminate();
     process.waitForFinished();
 }

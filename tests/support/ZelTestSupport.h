@@ -36,6 +36,9 @@ public:
     // Starts the server; further arguments are passed on. False when it does not come up.
     bool start(const QStringList& arguments = {});
 
+    // Ends the server at once.
+    void stop();
+
     // "127.0.0.1:PORT", as the option -debugserver takes it.
     QString hostAndPort() const;
 
