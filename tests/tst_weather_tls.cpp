@@ -51,9 +51,10 @@ ZelCertificate tst_weather_tls::issue(const QString& address, bool expired) cons
     QStringList dates{"-days", "2"};
     if (expired)
         dates = {"-startdate", "20200101000000Z", "-enddate", "20200201000000Z"};
-    const QByteArray leaf = zelCommand(
-        "openssl", QStringList{"ca", "-batch", "-notext", "-config", path("config"), "-in",
-                               path("request")} + dates);
+    const QByteArray leaf =
+        zelCommand("openssl", QStringList{"ca", "-batch", "-notext", "-config", path("config"),
+                                          "-in", path("request")} +
+                                  dates);
     QFile root(path("authority.pem"));
     if (!root.open(QIODevice::ReadOnly))
         qFatal("no authority");
@@ -63,10 +64,9 @@ ZelCertificate tst_weather_tls::issue(const QString& address, bool expired) cons
 
 ZelCertificate tst_weather_tls::certificateFor(const QString& weather) const {
     if (weather.startsWith("self-signed"))
-        return zelSelfSigned(folder.path(),
-                             weather == "self-signed"
-                                 ? QStringList()
-                                 : QStringList{"-subj", "/CN=server"});
+        return zelSelfSigned(folder.path(), weather == "self-signed"
+                                                ? QStringList()
+                                                : QStringList{"-subj", "/CN=server"});
     return issue(weather.contains("other host") ? "10.1.2.3" : "127.0.0.1",
                  weather.contains("expired"));
 }
@@ -83,13 +83,13 @@ QString tst_weather_tls::ask() {
     connect(app, qOverload<int>(&ZelApp::finishedDownload), &context, [note] { note("goes on"); });
     connect(app, &ZelApp::failedDownload, &context, note);
     app->getNetworkManager()->clearConnectionCache();
-    zelRun([this] {
-        app->RequestManifest(app->GetURL(ZelManifestLocation), "user", "pass", "osx");
-    });
+    zelRun(
+        [this] { app->RequestManifest(app->GetURL(ZelManifestLocation), "user", "pass", "osx"); });
     const QString manifestOutcome = outcome;
     app->manifest.clear();
     app->manifest.emplace_back().Name = "p.pkg";
-    app->manifest[0].DownloadURL = app->GetURL(ZelManifestLocation).resolved(QUrl("/packages/p.pkg"));
+    app->manifest[0].DownloadURL =
+        app->GetURL(ZelManifestLocation).resolved(QUrl("/packages/p.pkg"));
     zelRun([this] { app->DownloadProduct(0); });
     return manifestOutcome == outcome ? outcome : manifestOutcome + "; " + outcome;
 }
