@@ -8,7 +8,7 @@ class tst_weather_road : public QObject {
 
     static constexpr char password[] = "paint & brush"; // the one that the walker types
     const QString tools = ZEL_SOURCE_DIR "/tools";
-    QTemporaryDir packages;
+    QTemporaryDir packages; // those of the sample catalogue
 
     // A machine with a home directory, and the program walking there.
     struct Road {
@@ -71,10 +71,10 @@ bool tst_weather_road::serve(ZelVendorProcess& vendor, const QByteArray& weather
     vendor.setAccounts(QByteArray("artist\t") + password + '\n');
     QDir(vendor.folder()).rmdir("packages");
     QFile::link(packages.path(), vendor.folder() + "/packages");
-    return vendor.start(weather.isEmpty() ? QStringList()
-                                          : QStringList{"--weather",
-                                                        zelWriteFile(vendor.folder() + "/weather",
-                                                                     weather)});
+    return vendor.start(
+        weather.isEmpty()
+            ? QStringList()
+            : QStringList{"--weather", zelWriteFile(vendor.folder() + "/weather", weather)});
 }
 
 // Everything with a final name is a package, byte for byte.
@@ -108,8 +108,7 @@ void tst_weather_road::killed() {
                   "@SERVER@"));
     Road road;
     road.start(vendor.hostAndPort());
-    QTRY_VERIFY_WITH_TIMEOUT(
-        road.downloads().exists(file) && road.sizeOf(file) >= size, 60000);
+    QTRY_VERIFY_WITH_TIMEOUT(road.downloads().exists(file) && road.sizeOf(file) >= size, 60000);
     road.program.kill();
     QVERIFY(road.program.waitForFinished());
     const QStringList before = road.downloads().entryList(QDir::Files);
@@ -147,7 +146,49 @@ void tst_weather_road::keepsSecret() {
 }
 
 void tst_weather_road::throughNginx() {
-    QSKIP("x");
+    const QTemporaryDir folder;
+    const ZelCertificate certificate = zelSelfSigned(folder.path());
+    const quint16 plain = zelFreePort();
+    const quint16 secure = zelFreePort();
+    ZelVendorProcess vendor;
+    QVERIFY(serve(vendor, "", QString("https://127.0.0.1:%1").arg(secure)));
+    const QString config = R"(
+        daemon off; master_process off; pid %1/pid; error_log %1/errors; events {}
+        http {
+            access_log %1/access;
+            client_body_temp_path %1/body; proxy_temp_path %1/proxy; fastcgi_temp_path %1/f;
+            uwsgi_temp_path %1/u; scgi_temp_path %1/s;
+            server { listen 127.0.0.1:%2; location / { proxy_pass http://%3; } }
+            server {
+                listen 127.0.0.1:%4 ssl http2;
+                ssl_certificate %5; ssl_certificate_key %6;
+                location /packages/ { alias %7/; }
+            }
+        })";
+    QProcess nginx;
+    nginx.start("/usr/sbin/nginx",
+                {"-p", folder.path(), "-e", folder.filePath("errors"), "-c",
+                 zelWriteFile(folder.filePath("config"),
+                              config.arg(folder.path())
+                                  .arg(plain)
+                                  .arg(vendor.hostAndPort())
+                                  .arg(secure)
+                                  .arg(certificate.certificate, certificate.key, packages.path())
+                                  .toUtf8())});
+    const auto end = qScopeGuard([&nginx] {
+        nginx.terminate();
+        nginx.waitForFinished();
+    });
+    QTRY_VERIFY(QFile::exists(folder.filePath("pid")));
+    Road road;
+    road.start(QString("127.0.0.1:%1").arg(plain));
+    QVERIFY(road.arrives());
+    checkPackages(road);
+    QFile access(folder.filePath("access"));
+    QVERIFY(access.open(QIODevice::ReadOnly));
+    const QByteArray log = access.readAll();
+    QVERIFY(log.contains("POST /forum/currentproducts.php HTTP/1.1\" 200"));
+    QVERIFY(log.count(" /packages/") > 2 && !log.contains("HTTP/2"));
 }
 
 QTEST_GUILESS_MAIN(tst_weather_road)

@@ -1,0 +1,106 @@
+#include "core/ZelMachineAssay.h"
+#include "support/ZelWeather.h"
+#include "support/ZelWizardDriver.h"
+
+#include <QElapsedTimer>
+
+// Programs of the machine that do not behave: the renderer, the profiler, the package installer.
+class tst_weather_programs : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir machine;
+    ZelMachineAssay assay;
+
+    QString script(const QString& name, const QByteArray& lines) const {
+        return zelWriteFile(machine.filePath(name), "#!/bin/bash\n" + lines + '\n', true);
+    }
+    // What an assay finds, in words.
+    QString find();
+
+private slots:
+    void renderers_data() { zelWeatherRows("Installed products"); }
+    void renderers();
+    void profilers_data() { zelWeatherRows("System profile"); }
+    void profilers();
+    void installerFloods();
+};
+
+QString tst_weather_programs::find() {
+    const ZelLogCapture log;
+    assay.DoAssay();
+    QStringList found;
+    for (const ZelProductHash& product : std::as_const(assay.products))
+        found << product["ProductName"] + (product.contains("BuildId") ? "" : product["Version"]);
+    if (assay.attributes.contains(ZelAttrPhysicalMemory))
+        found << assay.attributes[ZelAttrPhysicalMemory] + " GB";
+    return found.isEmpty() ? "nothing" : found.join(", ");
+}
+
+void tst_weather_programs::renderers() {
+    const QByteArray banner = "echo 'Corvane Radiant Lumivex 21.0 @137'";
+    const QHash<QString, QByteArray> behaviours{
+        {"sound", banner + " >&2"},
+        {"hangs", banner + " >&2; exec sleep 60"},
+        {"floods with 100 MB", "head -c 100000000 /dev/zero >&2; " + banner + " >&2"},
+        {"prints half a line", "printf 'Corvane Radiant Lumivex 21.0 @' >&2"},
+        {"prints to standard output only", banner},
+        {"dies by a signal", banner + " >&2; kill -SEGV $$"},
+        {"leaves a child that holds its output", banner + " >&2; sleep 30 & echo $! >$0.child"},
+    };
+    QVERIFY(QDir(machine.filePath("apps")).removeRecursively());
+    const QString renderer = "apps/Lumivex FarmServer/bin/lxrender";
+    const QString path = script(renderer, behaviours.value(zelWeather()));
+    if (zelWeather() == "is a folder")
+        QVERIFY(QFile::remove(path) && QDir().mkdir(path));
+    else if (zelWeather() == "is not executable")
+        QVERIFY(QFile::setPermissions(path, QFile::ReadOwner));
+    else
+        QVERIFY2(behaviours.contains(zelWeather()), "a weather that nobody makes");
+    assay.possibleLocations = QStringList(machine.filePath("apps"));
+    assay.profilerPath = "/nonexistent";
+
+    QElapsedTimer time;
+    time.start();
+    QTEST(find(), "expected");
+    QVERIFY(time.elapsed() < (zelWeather() == "hangs" ? 15000 : 9000));
+    QFile child(path + ".child");
+    if (child.open(QIODevice::ReadOnly))
+        QProcess::execute("kill", {QString::fromUtf8(child.readAll()).trimmed()});
+}
+
+void tst_weather_programs::profilers() {
+    const QByteArray start = "echo '<plist><dict><key>physical_memory</key><string>8 GB</string>"
+                             "<key>_name</key><string>Maya 2016 Core</string>'\n";
+    const QByteArray end = "echo '</dict></plist>'";
+    const QByteArray flood = "yes '<key>_name</key><string>Something else</string>' | head -c ";
+    const QHash<QString, QByteArray> behaviours{
+        {"sound", start + end},
+        {"prints nothing", ""},
+        {"prints garbage", "head -c 100000 /dev/urandom"},
+        {"prints half a document", start},
+        {"prints 50 MB", start + flood + "49999981\n" + end},
+        {"dies in the middle", start + "kill -SEGV $$"},
+    };
+    assay.possibleLocations.clear();
+    assay.profilerPath = script("profiler", behaviours.value(zelWeather()));
+    if (zelWeather() == "does not exist")
+        assay.profilerPath += "-not";
+    else
+        QVERIFY2(behaviours.contains(zelWeather()), "a weather that nobody makes");
+    QTEST(find(), "expected");
+}
+
+void tst_weather_programs::installerFloods() {
+    ZelWizardDriver wizard;
+    wizard.offerOnDisk({"first.pkg"});
+    QVERIFY(wizard.startQueue());
+    wizard.tellInstaller("/usr/bin/head -c 20000000 /dev/zero | /usr/bin/tr '\\0' x; exit 0");
+    QTRY_COMPARE_WITH_TIMEOUT(wizard.window->currentId(), 4, 30000);
+    qsizetype logged = 0;
+    for (const QString& line : ZelLogCapture::lines().filter("installer stdout:"))
+        logged += line.count('x');
+    QCOMPARE(logged, 20'000'000);
+}
+
+ZEL_TEST_MAIN(tst_weather_programs)
+#include "tst_weather_programs.moc"
