@@ -63,9 +63,9 @@ ZelCertificate tst_weather_tls::issue(const QString& address, bool expired) cons
 
 ZelCertificate tst_weather_tls::certificateFor(const QString& weather) const {
     if (weather.startsWith("self-signed") || weather == "redirect-to-http")
-        return zelSelfSigned(folder.path(), weather == "self-signed"
-                                                ? QStringList()
-                                                : QStringList{"-subj", "/CN=server"});
+        return zelSelfSigned(folder.path(), weather == "self-signed, other host"
+                                                ? QStringList{"-subj", "/CN=server"}
+                                                : QStringList());
     return issue(weather.contains("other host") ? "10.1.2.3" : "127.0.0.1",
                  weather.contains("expired"));
 }
