@@ -65,6 +65,8 @@ void tst_weather_server::answer_data() {
     row("drip", "bytes_per_second = 2_000_000", "200 OK", "Content-Length: 300000", packageSize);
     row("status", "status = 503", "503 Service Unavailable", "Content-Length: 300000", packageSize);
     row("body", "body = 'no'", "200 OK", "Content-Length: 2", 2);
+    row("pieces", "body = ['<', { text = 'ab', times = 100_000 }, '>']", "200 OK",
+        "Content-Length: 200002", 200'002);
     row("headers", "headers = { Validation = 'Error  why ' }", "200 OK", "Validation: Error  why ",
         packageSize);
     row("without", "without = ['Content-Type']", "200 OK", "!octet-stream", packageSize);
