@@ -1,4 +1,5 @@
-#include "support/ZelWizardDriver.h"
+#include "drive/ZelHeldServer.h"
+#include "support/ZelTestSupport.h"
 
 #include <QProgressBar>
 
@@ -17,7 +18,7 @@ private slots:
 namespace {
 
 // Presses the back button and, while the dialog is open, does what happens meanwhile.
-class BackWizard : public ZelWizardDriver {
+class BackWizard : public ZelTestWizard {
 public:
     void goBack(const QString& dialog, QMessageBox::StandardButton answer,
                 const std::function<void()>& meanwhile) {
@@ -73,7 +74,7 @@ void tst_back::duringDownload() {
     wizard.tellInstaller("exit 0");
     QVERIFY(wizard.startQueue());
     QTRY_COMPARE(server.requests.size(), 1);
-    server.send(ZelHeldServer::head(8) + "half");
+    server.answer(8, "half");
     QTRY_COMPARE(ZelApp::instance()->manifest[0].file->pos(), 4);
 
     wizard.goBack("backDuringDownload", answer, [&] {
@@ -99,7 +100,7 @@ void tst_back::duringDownload() {
         return;
     QVERIFY(wizard.walkTo(3));
     QTRY_COMPARE(server.requests.size(), 2);
-    server.send(ZelHeldServer::head(8));
+    server.answer(8);
     server.close();
     QTRY_COMPARE(wizard.outcome(), "4 downloadFailed");
 }
@@ -163,7 +164,7 @@ void tst_back::startsAtTheFirstProductAgain() {
                   zelProductXml("two.txt", "Two", 1, 4, server.url("two.txt"))});
     QVERIFY(wizard.startQueue());
     QTRY_COMPARE(server.requests.size(), 1);
-    server.send(ZelHeldServer::head(4) + "full");
+    server.answer(4, "full");
     QTRY_COMPARE(server.requests.size(), 2);
     wizard.goBack("backDuringDownload", QMessageBox::Ok, [] {});
     QCOMPARE(wizard.window->currentId(), 2);
@@ -174,7 +175,7 @@ void tst_back::startsAtTheFirstProductAgain() {
     QCOMPARE(wizard.boxes.names().size(), 2);
     for (int answered : {3, 4}) {
         QTRY_COMPARE(server.requests.size(), answered);
-        server.send(ZelHeldServer::head(4) + "full");
+        server.answer(4, "full");
     }
     QTRY_COMPARE(wizard.window->currentId(), 4);
     QCOMPARE(server.requests, QStringList({"/one.txt", "/two.txt", "/one.txt", "/two.txt"}));

@@ -2,8 +2,6 @@
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
-#include <QMetaMethod>
-
 // Lets `look` at an application object that was started with the words of a line.
 static QString started(const QString& line, const std::function<QString(ZelApp&)>& look) {
     QByteArrayList words = ("program " + line).trimmed().toUtf8().split(' ');
@@ -60,17 +58,6 @@ private slots:
         QCOMPARE(seen, QString("http://VENDOR/view/ZEL-Success "
                                "/Tests/tests.app/Contents/MacOS/tst_commandline 1 1 0 0 0 0 "
                                "QLabel {  color: red; }QFrame { margin: 1px }"));
-    }
-
-    void signalsAndSlots() {
-        const QMetaObject& meta = ZelApp::staticMetaObject;
-        QByteArrayList names;
-        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-            names << meta.method(i).name();
-        QCOMPARE(
-            names.join(' '),
-            QByteArray("validManifestReply invalidManifestReply failedDownload finishedDownload "
-                       "finishedReply downloadReadyRead downloadSslErrors manifestSslErrors"));
     }
 };
 

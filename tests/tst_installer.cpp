@@ -1,4 +1,4 @@
-#include "support/ZelWizardDriver.h"
+#include "support/ZelTestSupport.h"
 
 #include <QLabel>
 #include <QProgressBar>
@@ -41,7 +41,7 @@ void tst_installer::queueGoesOn() {
     QFETCH(QString, first);
     const QByteArray behaviour = QTest::currentDataTag(); // a shell line, or in words
     const bool skipped = behaviour.startsWith("skipped");
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     wizard.offerOnDisk({first, "second.pkg"});
     ZelApp::instance()->runInstallers = behaviour != "switched off";
     if (behaviour == "not on the PATH")
@@ -65,14 +65,14 @@ void tst_installer::queueGoesOn() {
 
 // The queue is over before the wizard has quite reached the page.
 void tst_installer::nothingToInstallAtAll() {
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     wizard.offerOnDisk({"guide.pdf"});
     QVERIFY(wizard.startQueue());
     QTRY_COMPARE(wizard.window->currentId(), 4);
 }
 
 void tst_installer::commandLineAndBusyBar() {
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     wizard.offerOnDisk({"Tools & Toys 21.0.pkg"});
     QVERIFY(wizard.startQueue());
     const bool root = geteuid() == 0;
@@ -90,7 +90,7 @@ void tst_installer::commandLineAndBusyBar() {
 }
 
 void tst_installer::logTellsTheCourse() {
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     wizard.offerOnDisk({"first.pkg"});
     QVERIFY(wizard.startQueue());
     const QString said = "installer stdout: \"half \\\"done\\\"\\n\"";

@@ -1,6 +1,7 @@
 #include "core/ZelMachineAssay.h"
 #include "core/ZelTexts.h"
-#include "support/ZelWizardDriver.h"
+#include "drive/ZelHeldServer.h"
+#include "support/ZelTestSupport.h"
 
 #include <QCheckBox>
 #include <QTableWidget>
@@ -44,7 +45,7 @@ QStringList showAll(const ZelWizardDriver& wizard) {
 } // namespace
 
 void tst_selection::showAllAddsTheHiddenProducts() {
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     const QString hidden = "Lumivex Atelier 21.0 for Maya 2014";
     wizard.offer({guide, product(hidden), notEligible, atelier, farmServer});
     QVERIFY(wizard.walkTo(2));
@@ -65,19 +66,19 @@ void tst_selection::showAllAddsTheHiddenProducts() {
 }
 
 void tst_selection::eachVisitAsksAnew() {
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     ZelHeldServer server;
     ZelApp* app = ZelApp::instance();
     app->manifestFile.clear();
     app->scheme = "http";
-    app->host = QUrl(server.url("")).authority();
+    app->host = server.hostAndPort();
     const QByteArray manifest = zelManifestXml({farmServer, atelier, guide});
     for (int visit : {1, 2}) {
         QVERIFY(wizard.walkTo(2));
         QTRY_COMPARE(server.requests.size(), visit);
         QCOMPARE(ZelLogCapture::lines().count("Doing assay..."), visit);
         QVERIFY(!wizard.window->button(QWizard::NextButton)->isEnabled());
-        server.send(ZelHeldServer::head(manifest.size(), "Validation: Approved\r\n") + manifest);
+        server.answer(manifest.size(), manifest, "Validation: Approved\r\n");
         QTRY_VERIFY(wizard.window->button(QWizard::NextButton)->isEnabled());
         QCOMPARE(wizard.rows().size(), 3);
         QVERIFY(!wizard.find<QCheckBox>("showAll")->isChecked());
@@ -116,7 +117,7 @@ void tst_selection::boxesAndExits_data() {
 void tst_selection::boxesAndExits() {
     QFETCH(QByteArrayList, products);
     QFETCH(QString, event);
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     ZelApp* app = ZelApp::instance();
     wizard.offer(products);
     if (event == "Ok")
@@ -142,7 +143,7 @@ void tst_selection::boxesAndExits() {
 }
 
 void tst_selection::manifestIsLoggedAfterTheIssues() {
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     wizard.offer({guide, notEligible});
     wizard.boxes.onShow = [](QMessageBox& box) {
         QCOMPARE(box.detailedText().count('\n'), 1);
@@ -168,7 +169,7 @@ void tst_selection::fullDiskKeepsThePage_data() {
 void tst_selection::fullDiskKeepsThePage() {
     QFETCH(QList<qint64>, sizes);
     QFETCH(QString, needed);
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     QByteArrayList products{farmServer, atelier};
     for (const qint64 size : sizes)
         products << product(QString("Enormous %1").arg(products.size()), size);

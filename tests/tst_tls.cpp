@@ -71,17 +71,12 @@ private slots:
     // A server with a certificate that nobody vouches for: an answer holds for one reply alone.
     void realServer() {
         const QTemporaryDir folder;
-        const QString key = folder.filePath("key.pem");
-        const QString certificate = folder.filePath("certificate.pem");
-        QProcess openssl;
-        openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj",
-                                  "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
-                                  "-keyout", key, "-out", certificate});
-        QVERIFY(openssl.waitForFinished() && openssl.exitCode() == 0);
+        zelMakeCertificate(folder.path(), "IP:127.0.0.1");
         ZelVendorProcess vendor;
         vendor.addPackage("a.pkg", 5000);
         vendor.setManifest(zelManifestXml({zelProductXml("a.pkg", "A", 1, 5000)}));
-        QVERIFY(vendor.start({"--cert", certificate, "--key", key}));
+        QVERIFY(vendor.start(
+            {"--cert", folder.filePath("certificate.pem"), "--key", folder.filePath("key.pem")}));
         app->host = vendor.hostAndPort();
 
         ZelBoxDriver user;

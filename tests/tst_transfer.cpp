@@ -1,5 +1,5 @@
 #include "core/ZelTexts.h"
-#include "support/ZelRawServer.h"
+#include "drive/ZelRawServer.h"
 #include "support/ZelTestSupport.h"
 
 #include <csignal>

@@ -1,6 +1,6 @@
 #include "core/ZelMachineAssay.h"
+#include "support/ZelTestSupport.h"
 #include "support/ZelWeather.h"
-#include "support/ZelWizardDriver.h"
 
 #include <QElapsedTimer>
 
@@ -91,7 +91,7 @@ void tst_weather_programs::profilers() {
 }
 
 void tst_weather_programs::installerFloods() {
-    ZelWizardDriver wizard;
+    ZelTestWizard wizard;
     wizard.offerOnDisk({"first.pkg"});
     QVERIFY(wizard.startQueue());
     wizard.tellInstaller("/usr/bin/head -c 20000000 /dev/zero | /usr/bin/tr '\\0' x; exit 0");

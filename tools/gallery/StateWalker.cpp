@@ -1,35 +1,20 @@
 #include "StateWalker.h"
 
-#include "app/ZelApp.h"
 #include "core/ZelMachineAssay.h"
-#include "wizard/ZelMainWindow.h"
+#include "drive/ZelFiles.h"
 
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QLabel>
 #include <QLineEdit>
-#include <QNetworkAccessManager>
-#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSslConfiguration>
 #include <QSslKey>
 #include <QTest>
-#include <QTimer>
-#include <sys/stat.h>
 
 namespace {
 
 constexpr int patience = 20000; // ms, for one step
-
-// One command from the gate, then the end; the gate's own end ends it too.
-constexpr char installerScript[] = R"(#!/bin/bash
-read -r command <"${0%/*}/gate" && eval "$command"
-)";
-
-constexpr char profilerScript[] = R"(#!/bin/bash
-echo '<plist><array><dict><key>_name</key><string>Autodesk Maya 2016.5 Core</string></dict></array></plist>'
-)";
 
 constexpr char farmServer[] = "Lumivex FarmServer 21.0";
 constexpr char atelier[] = "Lumivex Atelier 21.0 for Maya 2016.5";
@@ -38,63 +23,19 @@ constexpr char longLabel[] =
     "Lumivex Sample Scenes, Volume 3: Interiors & Exteriors, with Textures "
     "in 8K, Light Rigs, Camera Animations and Annotated Render Settings";
 
-void write(const QString& path, const QByteArray& contents) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size() ||
-        !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
-        qFatal("cannot write %s", qPrintable(path));
-}
-
-// A certificate for `name` that vouches for itself.
-QSslConfiguration selfSigned(const QString& folder, const QString& name) {
-    QFile key(folder + "/key.pem");
-    const QString certificate = folder + "/certificate.pem";
-    QProcess openssl;
-    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj",
-                              "/CN=server", "-addext", "subjectAltName=" + name, "-keyout",
-                              key.fileName(), "-out", certificate});
-    if (!openssl.waitForFinished() || !key.open(QIODevice::ReadOnly))
-        qFatal("openssl made no certificate");
+// A certificate for `subject` that vouches for itself.
+QSslConfiguration selfSigned(const QString& subject) {
+    const QTemporaryDir folder;
+    zelMakeCertificate(folder.path(), subject);
+    QFile key(folder.filePath("key.pem"));
+    key.open(QIODevice::ReadOnly);
     QSslConfiguration result = QSslConfiguration::defaultConfiguration();
-    result.setLocalCertificateChain(QSslCertificate::fromPath(certificate));
+    result.setLocalCertificateChain(QSslCertificate::fromPath(folder.filePath("certificate.pem")));
     result.setPrivateKey(QSslKey(&key, QSsl::Rsa));
     return result;
 }
 
 } // namespace
-
-StateWalker::StateWalker() {
-    QDir(machine.path()).mkdir("bin");
-    for (const char* program : {"bin/installer", "bin/open"})
-        write(machine.filePath(program), installerScript);
-    gate.setFileName(machine.filePath("bin/gate"));
-    if (mkfifo(QFile::encodeName(gate.fileName()).constData(), 0600) != 0 ||
-        !gate.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
-        qFatal("cannot make a fifo");
-
-    auto* assay = ZelMachineAssay::Singleton();
-    assay->profilerPath = machine.filePath("profiler");
-    assay->possibleLocations.clear();
-    write(assay->profilerPath, profilerScript);
-    for (const char* scheme : {"http", "https"})
-        QDesktopServices::setUrlHandler(scheme, this, "openPage");
-
-    boxes.onShow = [this](QMessageBox& box) {
-        onState("box, " + current, box);
-        const QList<QAbstractButton*> buttons = box.buttons();
-        for (QAbstractButton* button : buttons) {
-            if (box.buttonRole(button) != QMessageBox::ActionRole)
-                continue;
-            button->click();
-            onState("box, " + current + ", details", box);
-        }
-    };
-}
-
-StateWalker::~StateWalker() {
-    for (const char* scheme : {"http", "https"})
-        QDesktopServices::unsetUrlHandler(scheme);
-}
 
 void StateWalker::walk() {
     pagesBeforeDownload();
@@ -105,32 +46,33 @@ void StateWalker::walk() {
 
 // Plays one scene in an event loop of its own, since some of them end the program.
 void StateWalker::scene(const QString& name, const std::function<void()>& play) {
+    ZelWizardDriver wizard;
     ZelApp* app = ZelApp::instance();
+    driver = &wizard;
     current = name;
     server.asked = false;
     app->scheme = "http";
     app->host = server.hostAndPort();
-    app->manifestFile = machine.filePath("manifest.xml");
     app->manifest.clear();
-    qputenv("PATH", QFile::encodeName(machine.filePath("bin")) + ':' + path);
-    QTimer::singleShot(0, this, [&] {
-        app->Start();
-        window = app->wizard;
-        window->activateWindow();
-        waitFor("its window", [&] { return window->isActiveWindow(); });
-        play();
-        QApplication::exit();
-    });
-    QApplication::exec();
-
-    // The window first: what ends now must not go on to the next step.
-    delete std::exchange(window, nullptr);
-    const auto replies = app->getNetworkManager()->findChildren<QNetworkReply*>();
-    for (QNetworkReply* reply : replies)
-        reply->abort();
-    app->GetDownloadDir()->removeRecursively();
-    app->GetDownloadDir()->mkpath(".");
-    qputenv("PATH", path);
+    wizard.boxes.onShow = [this](QMessageBox& box) {
+        onState("box, " + current, box);
+        const QList<QAbstractButton*> buttons = box.buttons();
+        for (QAbstractButton* button : buttons) {
+            if (box.buttonRole(button) != QMessageBox::ActionRole)
+                continue;
+            button->click();
+            onState("box, " + current + ", details", box);
+        }
+    };
+    ZelWizardDriver::exitStatusOf(
+        [&] {
+            app->Start();
+            wizard.window.reset(app->wizard);
+            wizard.window->activateWindow();
+            waitFor("its window", [&] { return wizard.window->isActiveWindow(); });
+            play();
+        },
+        0);
 }
 
 void StateWalker::pagesBeforeDownload() {
@@ -138,7 +80,7 @@ void StateWalker::pagesBeforeDownload() {
         seen("welcome");
         press(QWizard::NextButton);
         seen("sign-in, empty");
-        signIn();
+        driver->signIn();
         seen("sign-in, filled");
         QTest::mouseClick(find<QPushButton>("accountAdvancedButton"), Qt::LeftButton);
         seen("sign-in, advanced");
@@ -202,7 +144,7 @@ void StateWalker::boxesBeforeDownload() {
     scene("nothing selected", [&] {
         offer({{farmServer}, {atelier}});
         openSelection();
-        const auto checkboxes = window->currentPage()->findChildren<QCheckBox*>();
+        const auto checkboxes = driver->window->currentPage()->findChildren<QCheckBox*>();
         for (QCheckBox* checkbox : checkboxes)
             checkbox->setChecked(false);
         press(QWizard::NextButton);
@@ -213,7 +155,7 @@ void StateWalker::boxesBeforeDownload() {
         press(QWizard::NextButton);
     });
     for (const char* name : {"IP:127.0.0.1", "DNS:elsewhere.example"}) {
-        server.setSslConfiguration(selfSigned(machine.path(), name));
+        server.setSslConfiguration(selfSigned(name));
         scene(name[0] == 'I' ? "TLS error" : "TLS errors", [&] {
             app->manifestFile.clear();
             app->scheme = "https";
@@ -229,7 +171,7 @@ void StateWalker::downloadPage() {
     const auto sendHalf = [&](qint64 announced) {
         server.answer(announced, QByteArray(size / 2, 'x'));
         waitFor("half a package", [&] {
-            server.latest->write(QByteArray(1000, 'x'));
+            server.send(QByteArray(1000, 'x'));
             return find<QLabel>("byteCount")->text().contains("5.");
         });
     };
@@ -248,11 +190,11 @@ void StateWalker::downloadPage() {
         openDownload({{farmServer}, {atelier}});
         startInstaller();
         seen("installation");
-        gate.write("exit\n");
+        driver->tellInstaller("exit");
         waitForRequest();
         startInstaller();
-        gate.write("exit\n");
-        waitFor("the last page", [&] { return window->currentId() == 4; });
+        driver->tellInstaller("exit");
+        waitFor("the last page", [&] { return driver->window->currentId() == 4; });
         seen("finished");
     });
 }
@@ -267,7 +209,7 @@ void StateWalker::downloadBoxes() {
         openDownload(products);
         startInstaller();
         press(QWizard::CustomButton1);
-        gate.write("exit\n");
+        driver->tellInstaller("exit");
         waitForRequest();
     });
     scene("download refused", [&] {
@@ -277,20 +219,20 @@ void StateWalker::downloadBoxes() {
         press(QWizard::NextButton);
     });
     scene("download failed", [&] {
-        boxes.answers["downloadFailed"] = {QMessageBox::Abort};
+        driver->boxes.answers["downloadFailed"] = {QMessageBox::Abort};
         openDownload(products);
         server.answer(4096, "xar!");
-        server.latest->disconnectFromHost();
+        server.close();
         waitForBox("downloadFailed");
     });
     scene("installer failed", [&] {
         openDownload(products);
         startInstaller();
-        gate.write("kill -KILL $$\n");
+        driver->tellInstaller("kill -KILL $$");
         waitForBox("installerFailed");
     });
     scene("installer not started", [&] {
-        qputenv("PATH", "");
+        qputenv("PATH", ""); // the driver puts it back
         openDownload(products);
         server.answer(4096, QByteArray(4096, 'x'));
         waitForBox("installerNotStarted");
@@ -298,28 +240,16 @@ void StateWalker::downloadBoxes() {
 }
 
 void StateWalker::offer(const QList<Product>& products) {
-    QString xml;
+    QByteArrayList records;
     for (const Product& product : products)
-        xml += QString("<ProductInfo><Name>%1.pkg</Name><SimpleName>%2</SimpleName>"
-                       "<FileSize>%3</FileSize><DownloadURL>http://%4/</DownloadURL>"
-                       "<EligibleCommunityDownload>true</EligibleCommunityDownload></ProductInfo>")
-                   .arg(product.name, product.label.toHtmlEscaped(), QString::number(product.size),
-                        server.hostAndPort());
-    write(machine.filePath("manifest.xml"), "<Manifest>" + xml.toUtf8() + "</Manifest>");
-}
-
-void StateWalker::signIn() {
-    QTest::keyClicks(find<QLineEdit>("userName"), "artist");
-    auto* password = find<QLineEdit>("password");
-    password->setFocus();
-    QTest::keyClicks(password, "paint & brush");
+        records << zelProductXml(product.name + ".pkg", product.label, 0, product.size,
+                                 server.url(QString()));
+    driver->offer(records);
 }
 
 // With the server's manifest, up to its request.
 void StateWalker::openSelection() {
-    press(QWizard::NextButton);
-    signIn();
-    press(QWizard::NextButton);
+    driver->walkTo(2);
     if (ZelApp::instance()->manifestFile.isEmpty())
         waitForRequest();
 }
@@ -327,10 +257,7 @@ void StateWalker::openSelection() {
 // Up to the request of the first package.
 void StateWalker::openDownload(const QList<Product>& products) {
     offer(products);
-    const auto onShow = std::exchange(boxes.onShow, nullptr);
-    openSelection();
-    boxes.onShow = onShow;
-    press(QWizard::NextButton);
+    driver->startQueue();
     waitForRequest();
 }
 
@@ -345,13 +272,13 @@ void StateWalker::key(int key, int times) {
         QTest::keyClick(QApplication::focusWidget(), Qt::Key(key));
 }
 
-void StateWalker::press(int wizardButton) {
-    QTest::mouseClick(window->button(QWizard::WizardButton(wizardButton)), Qt::LeftButton);
+void StateWalker::press(QWizard::WizardButton button) {
+    driver->press(button);
 }
 
 void StateWalker::seen(const QString& state) {
     QTest::qWait(0); // what was scheduled a moment ago happens first
-    onState(state, *window);
+    onState(state, *driver->window);
 }
 
 void StateWalker::waitForRequest() {
@@ -359,14 +286,10 @@ void StateWalker::waitForRequest() {
 }
 
 void StateWalker::waitForBox(const QString& name) {
-    waitFor("the box", [&] { return boxes.names().contains(name); });
+    waitFor("the box", [&] { return driver->boxes.names().contains(name); });
 }
 
 void StateWalker::waitFor(const QString& what, const std::function<bool()>& condition) {
     if (!QTest::qWaitFor(condition, patience))
         problems << QString("%1: waited in vain for %2").arg(current, what);
-}
-
-template<typename Widget> Widget* StateWalker::find(const char* name) const {
-    return window->findChild<Widget*>(name);
 }

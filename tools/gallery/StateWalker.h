@@ -1,24 +1,13 @@
 #pragma once
 
-#include "HeldServer.h"
-#include "drive/ZelBoxDriver.h"
-
-#include <QFile>
-#include <QTemporaryDir>
-#include <functional>
-
-class ZelMainWindow;
+#include "drive/ZelHeldServer.h"
+#include "drive/ZelWizardDriver.h"
 
 // Brings the real wizard into one state after another that a person can meet: every page, every
 // box. It runs on a machine of its own making, with package installers that wait to be told how to
 // end and a server that holds its answers. Needs a ZelApp whose HOME may be written to.
-class StateWalker : public QObject {
-    Q_OBJECT
-
+class StateWalker {
 public:
-    StateWalker();
-    ~StateWalker() override;
-
     // Called in each state with its name and the window, or the box, that shows it.
     std::function<void(const QString& state, QWidget& window)> onState;
 
@@ -29,9 +18,6 @@ public:
 
     // Why the server refuses an account, in its own words.
     static constexpr char serverReason[] = "The user id or the password is not right.";
-
-public slots:
-    void openPage(const QUrl&) {} // stands for the browser
 
 private:
     struct Product {
@@ -47,23 +33,20 @@ private:
     void downloadBoxes();
 
     void offer(const QList<Product>& products);
-    void signIn();
     void openSelection();
     void openDownload(const QList<Product>& products);
     void startInstaller();
     void key(int key, int times = 1);
-    void press(int wizardButton);
+    void press(QWizard::WizardButton button);
     void seen(const QString& state);
     void waitForRequest();
     void waitForBox(const QString& name);
     void waitFor(const QString& what, const std::function<bool()>& condition);
-    template<typename Widget> Widget* find(const char* name) const;
+    template<typename Widget> Widget* find(const char* name) const {
+        return driver->find<Widget>(name);
+    }
 
-    QTemporaryDir machine;
-    HeldServer server;
-    QFile gate; // package installers wait at it for what to do
-    ZelBoxDriver boxes;
-    ZelMainWindow* window = nullptr;
-    QString current; // the scene
-    const QByteArray path = qgetenv("PATH");
+    ZelHeldServer server;
+    ZelWizardDriver* driver = nullptr; // of the scene
+    QString current;                   // the scene
 };

@@ -4,8 +4,10 @@
 //
 // The pictures are called NN-STATE.SUFFIX.png. With --pseudo every text that goes through the
 // translation functions is longer and marked, and the program complains about any that does not go
-// through them. It also complains about texts that are cut off.
+// through them. It also complains about texts that are cut off and about what assistive technology
+// could not make out.
 
+#include "AccessibilityCheck.h"
 #include "StateWalker.h"
 
 #include "app/ZelApp.h"
@@ -63,6 +65,7 @@ public:
             if (widget->isVisible())
                 look(state, *widget);
         }
+        problems += accessibilityProblems(state, window);
     }
 
     QStringList problems;

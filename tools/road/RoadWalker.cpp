@@ -4,7 +4,6 @@
 #include "wizard/ZelMainWindow.h"
 
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
@@ -29,8 +28,6 @@ void print(const QString& line) {
 RoadWalker::RoadWalker(const QString& shotFolder)
     : folder(shotFolder), window(ZelApp::instance()->wizard) {
     QDir().mkpath(folder);
-    QDesktopServices::setUrlHandler("http", this, "openPage");
-    QDesktopServices::setUrlHandler("https", this, "openPage");
     driver.onShow = [this](QMessageBox& box) {
         shoot(box, "box-" + box.objectName());
         if (box.objectName() == "downloadFailed") {
@@ -42,15 +39,6 @@ RoadWalker::RoadWalker(const QString& shotFolder)
         downloads << index;
         retried = false;
     });
-}
-
-RoadWalker::~RoadWalker() {
-    QDesktopServices::unsetUrlHandler("http");
-    QDesktopServices::unsetUrlHandler("https");
-}
-
-void RoadWalker::openPage(const QUrl& url) {
-    opened = url;
 }
 
 void RoadWalker::shoot(QWidget& widget, const QString& name) {
@@ -193,6 +181,7 @@ bool RoadWalker::report(int status) {
     for (const QString& line : installed.split('\n', Qt::SkipEmptyParts))
         print("installed:  " + line);
 
+    const QUrl opened = browser.opened.value(0);
     check(opened == app->successUrl, "the success page was not opened");
     print("opened:     " + opened.toString());
     print(QString("pictures:   %1 in %2").arg(shots).arg(folder));

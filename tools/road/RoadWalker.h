@@ -1,9 +1,9 @@
 #pragma once
 
 #include "drive/ZelBoxDriver.h"
+#include "drive/ZelBrowser.h"
 
 #include <QList>
-#include <QUrl>
 #include <functional>
 
 class QAbstractButton;
@@ -11,12 +11,9 @@ class ZelMainWindow;
 
 // Walks the installer from the welcome page to the finished one, by keyboard, as a user would.
 class RoadWalker : public QObject {
-    Q_OBJECT
-
 public:
     // Pictures go to `shotFolder`, which is made when missing.
     explicit RoadWalker(const QString& shotFolder);
-    ~RoadWalker() override;
 
     // Walks; ends the event loop when it cannot go on.
     void walk();
@@ -24,9 +21,6 @@ public:
     // Prints what happened on the road and what did not; `status` is what the event loop returned.
     // True when everything did.
     bool report(int status);
-
-public slots:
-    void openPage(const QUrl& url);
 
 private:
     bool walkPages();
@@ -41,11 +35,11 @@ private:
 
     QString folder;
     ZelBoxDriver driver;
+    ZelBrowser browser;
     ZelMainWindow* window;
     int shots = 0;
     QStringList proposed;
     QStringList problems;
     bool retried = false; // the product in hand has had its second try
     QList<int> downloads; // manifest indices, in the order of their end
-    QUrl opened;
 };

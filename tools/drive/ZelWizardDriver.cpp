@@ -1,21 +1,21 @@
-#include "support/ZelWizardDriver.h"
+#include "drive/ZelWizardDriver.h"
 
 #include "core/ZelMachineAssay.h"
+#include "drive/ZelFiles.h"
 
 #include <QAccessible>
 #include <QAccessibleInterface>
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QLineEdit>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
+#include <QNetworkReply>
 #include <QTableWidget>
+#include <QTest>
 #include <QTimer>
 #include <sys/stat.h>
 
 namespace {
-
-constexpr char images[] = "lib/Resources/images/";
 
 constexpr char installerScript[] = R"(#!/bin/bash
 here=${0%/*}
@@ -34,55 +34,26 @@ echo '</dict></array></plist>'
 
 } // namespace
 
-ZelHeldServer::ZelHeldServer() {
-    listen(QHostAddress::LocalHost);
-    connect(this, &QTcpServer::newConnection, this, [this] {
-        QTcpSocket* socket = nextPendingConnection();
-        connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
-            latest = socket;
-            while (socket->canReadLine()) {
-                const QByteArray line = socket->readLine();
-                if (line.startsWith("GET ") || line.startsWith("POST "))
-                    requests << QString::fromUtf8(line.split(' ')[1]);
-            }
-        });
-    });
-}
-
-QString ZelHeldServer::url(const QString& name) const {
-    return QString("http://127.0.0.1:%1/%2").arg(serverPort()).arg(name);
-}
-
-QByteArray ZelHeldServer::head(qsizetype size, const QByteArray& fields) {
-    return "HTTP/1.1 200 OK\r\n" + fields + "Content-Length: " + QByteArray::number(size) +
-           "\r\n\r\n";
-}
-
 ZelWizardDriver::ZelWizardDriver()
     : path("PATH", QFile::encodeName(machine.filePath("bin"))),
       downloads(*ZelApp::instance()->GetDownloadDir()) {
     for (const char* name : {"bin/installer", "bin/open"})
         zelWriteFile(machine.filePath(name), installerScript, true);
     gate.setFileName(machine.filePath("bin/gate"));
-    // Open for both directions, the test never waits for an installer.
+    // Open for both directions, the driver never waits for an installer.
     if (mkfifo(QFile::encodeName(gate.fileName()).constData(), 0600) != 0 ||
         !gate.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         qFatal("cannot make a fifo");
 
     ZelApp* app = ZelApp::instance();
-    app->installRoot = machine.path();
     app->manifestFile = machine.filePath("manifest.xml");
     app->runInstallers = true;
     ZelMachineAssay::Singleton()->possibleLocations.clear();
     ZelMachineAssay::Singleton()->profilerPath =
         zelWriteFile(machine.filePath("profiler"), profilerScript, true);
-    for (const char* scheme : {"http", "https"})
-        QDesktopServices::setUrlHandler(scheme, this, "openPage");
 }
 
 ZelWizardDriver::~ZelWizardDriver() {
-    for (const char* scheme : {"http", "https"})
-        QDesktopServices::unsetUrlHandler(scheme);
     // Without its window first, so that what ends now does not go on to the next step.
     window.reset();
     QNetworkAccessManager* network = ZelApp::instance()->getNetworkManager();
@@ -107,14 +78,6 @@ void ZelWizardDriver::offerOnDisk(const QStringList& names) const {
     offer(products);
 }
 
-void ZelWizardDriver::addPicture(const QString& name, const QColor& color) const {
-    QDir(machine.path()).mkpath(images);
-    QPixmap picture(16, 16);
-    picture.fill(color);
-    if (!picture.save(machine.filePath(images + name)))
-        qFatal("cannot write a picture");
-}
-
 QStringList ZelWizardDriver::installerCalls() const {
     QFile file(machine.filePath("bin/calls"));
     return file.open(QIODevice::ReadOnly)
@@ -129,15 +92,18 @@ bool ZelWizardDriver::walkTo(int page) {
     }
     while (window->currentId() < page) {
         const int before = window->currentId();
-        if (before == 1 && !window->currentPage()->isComplete()) {
-            QTest::keyClicks(find<QLineEdit>("userName"), "user");
-            QTest::keyClicks(find<QLineEdit>("password"), "pass");
-        }
+        if (before == 1 && !window->currentPage()->isComplete())
+            signIn();
         press(QWizard::NextButton);
         if (window->currentId() == before)
             return false;
     }
     return true;
+}
+
+void ZelWizardDriver::signIn() {
+    QTest::keyClicks(find<QLineEdit>("userName"), "user");
+    QTest::keyClicks(find<QLineEdit>("password"), "pass");
 }
 
 bool ZelWizardDriver::startQueue() {
@@ -174,7 +140,7 @@ QStringList ZelWizardDriver::said() const {
 int ZelWizardDriver::exitStatusOf(const std::function<void()>& action, int time) {
     QTimer deadline;
     deadline.setInterval(time);
-    connect(&deadline, &QTimer::timeout, qApp, [] { QApplication::exit(noExit); });
+    QObject::connect(&deadline, &QTimer::timeout, qApp, [] { QApplication::exit(noExit); });
     QTimer::singleShot(0, &deadline, [&] {
         action();
         deadline.start();

@@ -1,52 +1,28 @@
 #pragma once
 
-#include "support/ZelTestSupport.h"
+#include "app/ZelApp.h"
+#include "drive/ZelBoxDriver.h"
+#include "drive/ZelBrowser.h"
+#include "drive/ZelEnvironment.h"
 #include "wizard/ZelMainWindow.h"
 
 #include <QAbstractButton>
-#include <QPointer>
 #include <QRegularExpression>
-#include <QTcpServer>
-#include <QTcpSocket>
-
-// A server that sends what the test tells it to, when the test tells it to.
-class ZelHeldServer : public QTcpServer {
-public:
-    ZelHeldServer();
-
-    QString url(const QString& name) const;
-
-    // Sends over, or closes, the connection of the latest request.
-    void send(const QByteArray& bytes) { latest->write(bytes); }
-    void close() { latest->disconnectFromHost(); }
-
-    // The beginning of an answer whose body has `size` bytes.
-    static QByteArray head(qsizetype size, const QByteArray& fields = QByteArray());
-
-    QStringList requests; // the paths asked for, in order
-
-private:
-    QPointer<QTcpSocket> latest;
-};
+#include <QTemporaryDir>
 
 // The real wizard on a machine of the test's own making, and what a user does with it. Maya 2014,
 // 2016 and 2016.5 are installed there and none of the vendor's products. All of it goes with this
-// object, whatever state the test left it in.
-class ZelWizardDriver : public QObject {
-    Q_OBJECT
-
+// object, whatever state it was left in.
+class ZelWizardDriver {
 public:
     ZelWizardDriver();
-    ~ZelWizardDriver() override;
+    ~ZelWizardDriver();
 
     // The products on offer, from the next visit to the selection page on.
     void offer(const QByteArrayList& products) const;
 
     // Offers products whose packages are in the download folder already.
     void offerOnDisk(const QStringList& names) const;
-
-    // A plain picture among the program's resources, which are otherwise none.
-    void addPicture(const QString& name, const QColor& color) const;
 
     // What the package installer does, in shell lines; it waits for the next until one ends it.
     void tellInstaller(const QByteArray& line) { gate.write(line + '\n'); }
@@ -58,6 +34,9 @@ public:
     // Opens the window and goes to a page with Next, signing in on the way. False when the wizard
     // stopped before it.
     bool walkTo(int page);
+
+    // Enters the user id "user" and the password "pass".
+    void signIn();
 
     // Goes on to the download page. The box that an offer without render server and Maya tools
     // calls forth before is not among the boxes.
@@ -80,16 +59,12 @@ public:
         return window->findChild<Widget*>(name);
     }
 
-    ZelLogCapture log;
     ZelBoxDriver boxes;
+    ZelBrowser browser;
     QTemporaryDir machine;
     ZelEnvironment path;
     QDir downloads;
     std::unique_ptr<ZelMainWindow> window; // from walkTo on
-    QList<QUrl> opened;                    // in the browser
-
-public slots:
-    void openPage(const QUrl& url) { opened << url; }
 
 private:
     const QRegularExpression leadingPath{".*/"};
