@@ -31,7 +31,7 @@ public:
 protected:
     void incomingConnection(qintptr socket) override {
         if (sslConfiguration().localCertificate().isNull())
-            QTcpServer::incomingConnection(socket);
+            QTcpServer::incomingConnection(socket); // NOLINT(bugprone-parent-virtual-call): no TLS
         else
             QSslServer::incomingConnection(socket);
     }
