@@ -13,7 +13,8 @@
 inline int ZelPrintFigures(const QList<QPair<QByteArray, double>>& figures) {
     QByteArray line;
     for (const auto& [name, value] : figures)
-        line += (line.isEmpty() ? "{\"" : ", \"") + name + "\": " + QByteArray::number(value, 'f', 3);
+        line +=
+            (line.isEmpty() ? "{\"" : ", \"") + name + "\": " + QByteArray::number(value, 'f', 3);
     std::printf("%s}\n", line.constData());
     return 0;
 }

@@ -1,5 +1,6 @@
-// The whole road against a server, by itself: from the start of the program to the end of its event loop. Beside it,
-// the longest gap between two turns of the event loop and between two while-you-wait pictures on the download page.
+// The whole road against a server, by itself: from the start of the program to the end of its event
+// loop. Beside it, the longest gap between two turns of the event loop and between two
+// while-you-wait pictures on the download page.
 //
 //   bench_road walk|idle PROFILER -debugserver HOST:PORT
 //

@@ -1,5 +1,5 @@
-// From the start of the process to the first painted page: the program, or a bare five-page wizard of the toolkit with
-// the same pictures and no more.
+// From the start of the process to the first painted page: the program, or a bare five-page wizard
+// of the toolkit with the same pictures and no more.
 //
 //   bench_start program|bare NANOSECONDS IMAGES
 //
@@ -38,7 +38,8 @@ public:
     }
 };
 
-void addBarePage(QWizard& wizard, const QString& images, const QString& name, const QString& picture) {
+void addBarePage(QWizard& wizard, const QString& images, const QString& name,
+                 const QString& picture) {
     auto* page = new QWizardPage(&wizard);
     page->setSubTitle(" ");
     page->setPixmap(QWizard::WatermarkPixmap, QPixmap(images + '/' + name + "Watermark.png"));

@@ -1,5 +1,5 @@
-// One transfer of BYTES from URL into the download folder: by the program's own engine, or by a plain loop of the
-// toolkit, its floor.
+// One transfer of BYTES from URL into the download folder: by the program's own engine, or by a
+// plain loop of the toolkit, its floor.
 //
 //   bench_transfer engine|plain URL BYTES [BYTES_PER_SECOND]
 //
@@ -42,7 +42,8 @@ void finish(bool complete) {
 void holdBack(QNetworkReply* reply, const QFile* file, double bytesPerSecond) {
     QObject::connect(reply, &QNetworkReply::readyRead, [=] {
         const double due = double(file->pos()) / bytesPerSecond * 1e3;
-        std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(due - ZelElapsed(clock)));
+        std::this_thread::sleep_for(
+            std::chrono::duration<double, std::milli>(due - ZelElapsed(clock)));
     });
 }
 

@@ -191,7 +191,8 @@ void ZelDownload::requestNextDownloadSoon() {
 void ZelDownload::downloadProgress(qint64 bytesReceived, qint64 bytesTotal) {
     // A total that is not known comes as -1 and moves the bar backwards; an empty package has none.
     const float ratio = bytesTotal == 0 ? 0.0f : float(bytesReceived) / float(bytesTotal);
-    const float value = float(share * position) + ratio * float(share / 2);
+    const int half = share / 2; // in whole numbers; the other half is the installation's
+    const float value = float(share * position) + ratio * float(half);
     overallBar->setValue(int(std::clamp(value, -1e9f, 1e9f)));
     byteLabel->setText(ZelHumanBytes(bytesReceived) + "/" + ZelHumanBytes(bytesTotal));
     productBar->setTextVisible(bytesTotal > 0); // of an unknown total any share would be wrong

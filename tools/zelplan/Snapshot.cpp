@@ -45,7 +45,7 @@ QString anonymous(QString path) {
 }
 
 bool readProducts(const QJsonValue& value, QList<ZelProductHash>& products) {
-    for (const QJsonValue& entry : value.toArray()) {
+    for (const auto& entry : value.toArray()) {
         ZelProductHash product;
         const QJsonObject fields = entry.toObject();
         for (auto field = fields.begin(); field != fields.end(); ++field) {
