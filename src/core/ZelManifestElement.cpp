@@ -2,25 +2,38 @@
 
 #include <QDebug>
 
+namespace {
+
+QRegExp& versionPattern() {
+    static QRegExp pattern("([1-9][0-9]\\.[0-9]+)");
+    return pattern;
+}
+
+} // namespace
+
 void ZelManifestElement::GetBuildId(int& id) const {
     id = BuildID.toInt();
 }
 
 bool ZelManifestElement::GetIsFarmServer() const {
-    return label().contains("FarmServer");
+    return label().contains(QLatin1String("FarmServer"));
 }
 
 bool ZelManifestElement::GetIsLATForMaya() const {
-    return label().contains("Lumivex") && label().contains("Atelier") && label().contains("Maya");
+    return label().contains(QLatin1String("Lumivex")) &&
+           label().contains(QLatin1String("Atelier")) && label().contains(QLatin1String("Maya"));
+}
+
+bool ZelManifestElement::hasVersion() const {
+    return versionPattern().indexIn(label()) >= 0;
 }
 
 bool ZelManifestElement::GetVersion(QString& version) const {
-    static QRegExp versionPattern("([1-9][0-9]\\.[0-9]+)");
-    if (versionPattern.indexIn(label()) < 0) {
+    if (!hasVersion()) {
         qDebug() << "Product with no version" << label();
         return true;
     }
-    version = versionPattern.cap(1);
+    version = versionPattern().cap(1);
     return false;
 }
 

@@ -29,6 +29,9 @@ public:
     bool GetIsFarmServer() const;
     bool GetIsLATForMaya() const;
 
+    // Whether there is a version in the label; says nothing in the log.
+    bool hasVersion() const;
+
     // The first version ("21.0") in the label. True when there is none.
     bool GetVersion(QString& version) const;
     bool GetVersion(float& version) const;
@@ -38,3 +41,6 @@ public:
     // later record replaces an earlier one.
     static int FindHighestVersionOfProduct(const QList<ZelManifestElement>& list, QRegExp& pattern);
 };
+
+// A list of many products then grows without touching each of them.
+Q_DECLARE_TYPEINFO(ZelManifestElement, Q_RELOCATABLE_TYPE);
