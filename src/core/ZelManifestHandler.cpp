@@ -3,7 +3,6 @@
 #include "core/ZelXmlGuard.h"
 
 #include <QDebug>
-#include <QHash>
 #include <QXmlSimpleReader>
 
 namespace {
@@ -17,9 +16,23 @@ enum Field {
     EligibleCommunityDownload,
     FileSize,
     SuccessURL,
+    NewProduct,
 };
 
-constexpr char productElement[] = "ProductInfo";
+// A handful, most of different lengths: quicker looked through than hashed.
+constexpr struct {
+    QLatin1String name;
+    Field field;
+} elements[] = {
+    {QLatin1String("ProductInfo"), NewProduct},
+    {QLatin1String("Name"), Name},
+    {QLatin1String("SimpleName"), SimpleName},
+    {QLatin1String("BuildID"), BuildID},
+    {QLatin1String("DownloadURL"), DownloadURL},
+    {QLatin1String("FileSize"), FileSize},
+    {QLatin1String("EligibleCommunityDownload"), EligibleCommunityDownload},
+    {QLatin1String("ZELSuccessURL"), SuccessURL},
+};
 
 // The reader calls itself for each level: thousands would overflow its stack. Manifests have two.
 constexpr int maxDepth = 500;
@@ -27,17 +40,18 @@ constexpr int maxDepth = 500;
 // In characters. A longer one, used as often as the guard lets it, would fill the memory.
 constexpr int maxEntityLength = 4096;
 
-const QHash<QString, Field>& fieldNames() {
-    static const QHash<QString, Field> fields{
-        {"Name", Name},
-        {"BuildID", BuildID},
-        {"SimpleName", SimpleName},
-        {"DownloadURL", DownloadURL},
-        {"EligibleCommunityDownload", EligibleCommunityDownload},
-        {"FileSize", FileSize},
-        {"ZELSuccessURL", SuccessURL},
-    };
-    return fields;
+Field fieldOf(const QString& name) {
+    for (const auto& element : elements) {
+        if (name == element.name)
+            return element.field;
+    }
+    return NoField;
+}
+
+// A copy of just the text's size: the reader goes on in its own, larger buffer instead of leaving
+// it behind in each record and getting a new one.
+QString kept(const QString& text) {
+    return QString(text.constData(), text.size());
 }
 
 } // namespace
@@ -48,11 +62,10 @@ bool ZelManifestHandler::startElement(const QString&, const QString& localName, 
                                       const QXmlAttributes&) {
     if (++depth > maxDepth)
         return false;
-    if (localName == productElement) {
-        list.append(ZelManifestElement());
+    state = fieldOf(localName);
+    if (state == NewProduct) {
+        list.emplaceBack();
         state = NoField;
-    } else {
-        state = fieldNames().value(localName, NoField);
     }
     return true;
 }
@@ -78,19 +91,19 @@ bool ZelManifestHandler::characters(const QString& text) {
     ZelManifestElement& element = list.last();
     switch (state) {
     case Name:
-        element.Name = text;
+        element.Name = kept(text);
         break;
     case BuildID:
-        element.BuildID = text;
+        element.BuildID = kept(text);
         break;
     case SimpleName:
-        element.SimpleName = text;
+        element.SimpleName = kept(text);
         break;
     case DownloadURL:
-        element.DownloadURL = QUrl(text);
+        element.DownloadURL = addressOf(text);
         break;
     case EligibleCommunityDownload:
-        element.EligibleCommunityDownload = text == "true";
+        element.EligibleCommunityDownload = text == QLatin1String("true");
         break;
     case FileSize:
         element.FileSize = text.toLongLong();
@@ -103,6 +116,26 @@ bool ZelManifestHandler::characters(const QString& text) {
     }
     state = NoField;
     return true;
+}
+
+// Most packages come from the server of the one before, and to take scheme and host apart costs
+// more than all the rest of an address: then only the path is read.
+QUrl ZelManifestHandler::addressOf(const QString& text) {
+    const bool plain = !text.contains('?') && !text.contains('#');
+    if (plain && !server.isEmpty() && text.startsWith(server)) {
+        address.setPath(text.mid(server.size() - 1), QUrl::TolerantMode);
+        return address;
+    }
+
+    const QUrl url(text);
+    const qsizetype scheme = text.indexOf("://");
+    const qsizetype path = scheme < 0 ? -1 : text.indexOf('/', scheme + 3);
+    if (plain && path >= 0) {
+        address = url;
+        address.setPath(text.mid(path), QUrl::TolerantMode);
+        server = address == url && !url.host().isEmpty() ? text.left(path + 1) : QString();
+    }
+    return url;
 }
 
 bool ZelManifestHandler::fatalError(const QXmlParseException& exception) {
@@ -121,7 +154,10 @@ QString ZelManifestHandler::errorString() const {
 }
 
 QStringList ZelManifestHandler::elementNames() {
-    return QStringList(productElement) + fieldNames().keys();
+    QStringList names;
+    for (const auto& element : elements)
+        names << element.name;
+    return names;
 }
 
 bool ZelReadManifest(const QXmlInputSource& source, ZelManifestHandler& handler) {

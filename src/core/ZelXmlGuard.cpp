@@ -1,7 +1,5 @@
 #include "core/ZelXmlGuard.h"
 
-#include <QStringList>
-
 namespace {
 
 // Far beyond any manifest, far below what harms. An entity is at most 4096 characters long, which
@@ -11,12 +9,22 @@ constexpr int maxModelDepth = 200;
 constexpr int maxDeclarations = 500;
 constexpr int maxReferences = 10000;
 
-constexpr QLatin1String elementDeclaration("<!ELEMENT");
-constexpr QLatin1String entityDeclaration("<!ENTITY");
+// A name of up to seven characters as a number: comparing texts for each character of a document
+// would take longer than reading it.
+constexpr quint64 packed(quint64 name, char16_t c) {
+    return name << 8 | (c > 0 && c < 0x80 ? c : 0x80);
+}
 
-bool isPredefined(const QString& reference) {
-    static const QStringList predefined{"&amp", "&lt", "&gt", "&quot", "&apos"};
-    return reference.startsWith("&#") || predefined.contains(reference);
+constexpr quint64 packed(const char* text) {
+    quint64 name = 0;
+    for (; *text; ++text)
+        name = packed(name, *text);
+    return name;
+}
+
+// Whether a character begins what has to be watched, or is none at all.
+bool isSpecial(char16_t c) {
+    return c == '<' || c == '&' || c == '%' || c >= 0xfff0;
 }
 
 bool isNameCharacter(QChar c) {
@@ -27,46 +35,87 @@ bool isNameCharacter(QChar c) {
 
 // The reader, too, takes a constant source and reads it.
 ZelXmlGuard::ZelXmlGuard(const QXmlInputSource& document)
-    : source(const_cast<QXmlInputSource&>(document)) {}
+    : source(const_cast<QXmlInputSource&>(document)), block(source.data()), at(block.constBegin()),
+      end(block.constEnd()) {}
 
+// Called for each character of a document; hardly any of them needs a closer look.
 QChar ZelXmlGuard::next() {
-    if (!reason.isEmpty())
+    if (at == end || watching || isSpecial(at->unicode()))
+        return examineNext();
+    return *at++;
+}
+
+QChar ZelXmlGuard::examineNext() {
+    if (at == end && !fetchBlock())
         return QChar(EndOfDocument);
-    const QChar c = source.next();
-    watchMarkup(c);
-    watchReference(c);
-    return reason.isEmpty() ? c : QChar(EndOfDocument);
+    const QChar c = *at++;
+    if (watching || isSpecial(c.unicode()))
+        watch(c);
+    // In a document, the character that stands for the end of a block is the end of all.
+    return reason.isEmpty() && c != QChar(EndOfData) ? c : QChar(EndOfDocument);
 }
 
-void ZelXmlGuard::watchMarkup(QChar c) {
+// A source that reads from a device holds one block of it at a time, any other one all there is.
+bool ZelXmlGuard::fetchBlock() {
+    if (!reason.isEmpty())
+        return false;
+    source.fetchData();
+    const QString next = source.data();
+    if (next.constBegin() == block.constBegin())
+        return false;
+    block = next;
+    at = block.constBegin();
+    end = block.constEnd();
+    return at != end;
+}
+
+void ZelXmlGuard::watch(QChar c) {
     if (c == '<') {
-        markup = c;
-        modelDepth = 0;
+        state = at == end || *at == '!' ? Markup : Text;
+        inModel = false;
     } else if (c == '>') {
-        markup.clear();
-    } else if (markup == elementDeclaration) {
-        if (c == '(' && ++modelDepth > maxModelDepth)
-            reason = "content models are nested too deeply";
-        else if (c == ')')
-            --modelDepth;
-    } else if (!markup.isEmpty() && markup.size() < elementDeclaration.size()) {
-        markup += c;
-        if (markup == entityDeclaration && ++declarations > maxDeclarations)
+        state = Text;
+        inModel = false;
+    } else if (c == '&' || c == '%') {
+        // Without a declaration, a "%" is but part of an address.
+        state = c == '&' || hasDeclarations ? Reference : Text;
+        name = packed(0, c.unicode());
+    } else if (state == Markup) {
+        state = c == '!' ? Declaration : Text;
+        hasDeclarations |= c == '!';
+        name = 0;
+    } else if (state == Declaration) {
+        name = packed(name, c.unicode());
+        inModel = name == packed("ELEMENT");
+        modelDepth = 0;
+        if (name == packed("ENTITY") && ++declarations > maxDeclarations)
             reason = "too many entities are declared";
+        if (inModel || !c.isLetter())
+            state = Text;
+    } else if (state == Reference && c == ';') {
+        endOfReference();
+        state = Text;
+    } else if (state == Reference) {
+        name = packed(name, c.unicode());
+        if (!isNameCharacter(c) || name == packed("&#"))
+            state = Text;
     }
+
+    if (inModel && c == '(' && ++modelDepth > maxModelDepth)
+        reason = "content models are nested too deeply";
+    else if (inModel && c == ')')
+        --modelDepth;
+
+    watching = state != Text || inModel;
+    if (!reason.isEmpty())
+        at = end;
 }
 
-void ZelXmlGuard::watchReference(QChar c) {
-    if (c == '&' || c == '%') {
-        reference = c;
-    } else if (c == ';') {
-        if (reference.size() > 1 && !isPredefined(reference) && ++references > maxReferences)
-            reason = "too many entities are used";
-        reference.clear();
-    } else if (!reference.isEmpty()) {
-        if (isNameCharacter(c))
-            reference += c;
-        else
-            reference.clear();
+void ZelXmlGuard::endOfReference() {
+    for (const char* harmless : {"&", "%", "&amp", "&lt", "&gt", "&quot", "&apos"}) {
+        if (name == packed(harmless))
+            return;
     }
+    if (++references > maxReferences)
+        reason = "too many entities are used";
 }

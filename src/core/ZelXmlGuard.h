@@ -7,7 +7,7 @@
 // document ends, for the reader, where one of them goes beyond all sense.
 class ZelXmlGuard : public QXmlInputSource {
 public:
-    // `source` is read by this object and has to outlive it.
+    // `source` is read by this object, from its beginning, and has to outlive it.
     explicit ZelXmlGuard(const QXmlInputSource& source);
 
     QChar next() override;
@@ -16,12 +16,22 @@ public:
     const QString& problem() const { return reason; }
 
 private:
-    void watchMarkup(QChar c);
-    void watchReference(QChar c);
+    enum State { Text, Markup, Declaration, Reference };
+
+    QChar examineNext();
+    bool fetchBlock();
+    void watch(QChar c);
+    void endOfReference();
 
     QXmlInputSource& source;
-    QString markup;    // the beginning of the tag or declaration that is being read
-    QString reference; // the reference that is being read, with the character that opens it
+    QString block; // what the source holds at the moment
+    const QChar* at = nullptr;
+    const QChar* end = nullptr;
+    bool watching = false; // whether the next character may belong to something counted
+    State state = Text;
+    bool hasDeclarations = false;
+    bool inModel = false;
+    quint64 name = 0; // of the declaration or reference that is being read
     int modelDepth = 0;
     int declarations = 0;
     int references = 0;
