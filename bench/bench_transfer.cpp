@@ -65,33 +65,41 @@ int main(int argc, char** argv) {
     const double rate = arguments.value(4).toDouble();
 
     QFile file(app.GetDownloadDir()->filePath(product.Name));
-    if (arguments[1] == "plain") {
-        QNetworkAccessManager manager;
-        if (!file.open(QIODevice::WriteOnly))
-            return 2;
+    app.manifest << product;
+    QNetworkAccessManager manager;
+    QObject::connect(&app, qOverload<int>(&ZelApp::finishedDownload),
+                     [&] { finish(file.size() == product.FileSize); });
+
+    const auto transfer = [&] {
         start();
+        if (arguments[1] == "engine") {
+            QNetworkReply* reply = app.DownloadProduct(0);
+            if (reply && rate > 0)
+                holdBack(reply, app.manifest[0].file.get(), rate);
+            return;
+        }
+        if (!file.open(QIODevice::WriteOnly))
+            std::_Exit(2);
         QNetworkRequest request(product.DownloadURL);
         request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
         QNetworkReply* reply = manager.get(request);
         reply->ignoreSslErrors();
-        QObject::connect(reply, &QNetworkReply::readyRead, [&] { file.write(reply->readAll()); });
+        QObject::connect(reply, &QNetworkReply::readyRead,
+                         [&, reply] { file.write(reply->readAll()); });
         QObject::connect(reply, &QNetworkReply::finished, [&] {
             file.close();
             finish(file.size() == product.FileSize);
         });
-        if (rate > 0)
-            holdBack(reply, &file, rate);
+    };
+    if (rate <= 0) {
+        transfer();
         return QApplication::exec();
     }
 
-    app.manifest << product;
-    QObject::connect(&app, qOverload<int>(&ZelApp::finishedDownload),
-                     [&] { finish(file.size() == product.FileSize); });
-    start();
-    QNetworkReply* reply = app.DownloadProduct(0);
-    if (!reply)
-        return 1;
-    if (rate > 0)
-        holdBack(reply, app.manifest[0].file.get(), rate);
+    // The idle program has asked for its manifest and has shown each of its pictures once.
+    QNetworkReply* reply = app.getNetworkManager()->get(
+        QNetworkRequest(product.DownloadURL.resolved(QUrl("/manifest.xml"))));
+    reply->ignoreSslErrors();
+    QTimer::singleShot(5000, transfer);
     return QApplication::exec();
 }
