@@ -199,6 +199,9 @@ void ZelSelection::buildList(bool showAll) {
         // A single ampersand would underline the letter behind it.
         auto* checkbox = new QCheckBox(QString(element.label()).replace('&', "&&"));
         checkbox->setChecked(row < states.size() ? states[row] : row < offer.chosen.size());
+        // Any size: it is the table that gives the real one, and without one the checkbox would
+        // first have to measure its text.
+        checkbox->resize(0, 0);
         table->setCellWidget(row, 0, checkbox);
         checkboxes << checkbox;
         app->CheckForDownload(index);
