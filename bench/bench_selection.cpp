@@ -11,6 +11,7 @@
 #include "app/ZelApp.h"
 #include "app/ZelLogging.h"
 #include "core/ZelSelectionRules.h"
+#include "wizard/ZelMainWindow.h"
 #include "wizard/ZelSelection.h"
 
 #include <QCheckBox>
@@ -58,7 +59,9 @@ void fillBareTable(QTableWidget* table, const QList<ZelManifestElement>& manifes
 }
 
 int table(ZelApp& app, bool bare, int rows) {
-    app.loadStylesheet("zel.qss");
+    if (app.Start() != 0)
+        return 1;
+    app.wizard->hide();
     app.assay = ZelMachineAssay::Singleton();
     for (int i = 0; i < rows; ++i)
         app.manifest << product(QString("Lumivex Scenes %1").arg(i), i);

@@ -65,17 +65,21 @@ QIcon ZelApp::LoadIconResource(const char* name) const {
 QPixmap ZelApp::LoadPixmapResource(const char* name) const {
     if (!name)
         return QPixmap();
+    // Not by QPixmap's own loading: its cache would keep the last ten megabytes of pictures, and
+    // the while-you-wait pictures, shown in a circle, are more than that: none would ever be found
+    // there.
+    const auto load = [](const QString& file) { return QPixmap::fromImage(QImage(file)); };
     const QString path = resourcePath(installRoot, imageFolder, name);
     // QIcon finds pictures for dense screens by itself, QPixmap does not.
     if (devicePixelRatio() > 1) {
         const QFileInfo info(path);
-        QPixmap dense(info.path() + '/' + info.completeBaseName() + "@2x." + info.suffix());
+        QPixmap dense = load(info.path() + '/' + info.completeBaseName() + "@2x." + info.suffix());
         if (!dense.isNull()) {
             dense.setDevicePixelRatio(2);
             return dense;
         }
     }
-    return QPixmap(path);
+    return load(path);
 }
 
 void ZelApp::loadStylesheet(const char* name) {
