@@ -26,7 +26,7 @@ void ZelHeldServer::answer(qint64 size, const QByteArray& body, const QByteArray
 
 void ZelHeldServer::incomingConnection(qintptr socket) {
     if (sslConfiguration().localCertificate().isNull())
-        QTcpServer::incomingConnection(socket);
+        QTcpServer::incomingConnection(socket); // NOLINT(bugprone-parent-virtual-call): no TLS
     else
         QSslServer::incomingConnection(socket);
 }
