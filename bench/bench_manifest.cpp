@@ -1,13 +1,51 @@
-// Reading a manifest file: with the program's handler, or with one that does nothing.
+// Reading a manifest file: with the program's handler, with one that does nothing, or with one that
+// just keeps the texts of each product, as every reader of a manifest has to.
 //
-//   bench_manifest program|nothing FILE
+//   bench_manifest program|nothing|keeping FILE
 
 #include "ZelBench.h"
 
 #include "core/ZelManifestHandler.h"
 
+#include <QUrl>
+#include <QVarLengthArray>
 #include <QXmlInputSource>
 #include <QXmlSimpleReader>
+
+namespace {
+
+class KeepingHandler : public QXmlDefaultHandler {
+public:
+    bool startElement(const QString&, const QString& name, const QString&,
+                      const QXmlAttributes&) override {
+        if (name == "ProductInfo")
+            products.emplaceBack();
+        awaited = name.size() > 1;
+        return true;
+    }
+
+    bool characters(const QString& text) override {
+        if (awaited && !products.isEmpty()) {
+            if (text.startsWith("https:"))
+                products.last().address = QUrl(text);
+            else
+                products.last().texts << text;
+        }
+        awaited = false;
+        return true;
+    }
+
+private:
+    struct Product {
+        QVarLengthArray<QString, 5> texts;
+        QUrl address;
+    };
+
+    QList<Product> products;
+    bool awaited = false;
+};
+
+} // namespace
 
 int main(int argc, char** argv) {
     QFile file(argc == 3 ? argv[2] : "");
@@ -18,9 +56,12 @@ int main(int argc, char** argv) {
 
     QElapsedTimer clock;
     clock.start();
-    if (qstrcmp(argv[1], "nothing") == 0) {
+    const QByteArray mode(argv[1]);
+    if (mode != "program") {
         QXmlSimpleReader reader;
-        QXmlDefaultHandler handler;
+        QXmlDefaultHandler nothing;
+        KeepingHandler keeping;
+        QXmlDefaultHandler& handler = mode == "keeping" ? keeping : nothing;
         reader.setContentHandler(&handler);
         reader.setErrorHandler(&handler);
         if (!reader.parse(&source, false))

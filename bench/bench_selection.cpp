@@ -1,10 +1,10 @@
 // The selection rules, and the table of what they chose.
 //
-//   bench_selection rules RECORDS MAYAS    the rules, with none of the Mayas served, the longest
-//   way bench_selection program|bare ROWS      the selection page's table, or a bare table widget
-//   of the same rows: filled
-//                                          and painted, then again with one row in ten more, as
-//                                          "Show All" does it
+//   bench_selection rules RECORDS MAYAS
+//       the rules, with none of the Mayas served, which is the longest way
+//   bench_selection program|bare ROWS
+//       the selection page's table, or a bare table widget of the same rows: filled and painted,
+//       then again with one row in ten more, as "Show All" does it
 
 #include "ZelBench.h"
 

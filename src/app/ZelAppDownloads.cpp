@@ -13,7 +13,7 @@ namespace {
 
 // What a reply may hold that has not been read yet. Unbounded, a disk slower than the network would
 // let whole packages pile up in memory.
-constexpr qint64 replyBufferSize = 256 * 1024;
+constexpr qint64 replyBufferSize = 512 * 1024;
 
 // Now and then a reply ends without an error although the server closed the connection before all
 // had come. What was announced tells; a body without a length, or an encoded one, which is

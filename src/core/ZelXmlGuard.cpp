@@ -1,5 +1,7 @@
 #include "core/ZelXmlGuard.h"
 
+#include <algorithm>
+
 namespace {
 
 // Far beyond any manifest, far below what harms. An entity is at most 4096 characters long, which
@@ -23,8 +25,9 @@ constexpr quint64 packed(const char* text) {
 }
 
 // Whether a character begins what has to be watched, or is none at all.
-bool isSpecial(char16_t c) {
-    return c == '<' || c == '&' || c == '%' || c >= 0xfff0;
+bool isSpecial(QChar c) {
+    constexpr quint64 watched = 1ULL << '<' | 1ULL << '&' | 1ULL << '%';
+    return c.unicode() < 64 ? watched >> c.unicode() & 1 : c.unicode() >= 0xfff0;
 }
 
 bool isNameCharacter(QChar c) {
@@ -36,21 +39,20 @@ bool isNameCharacter(QChar c) {
 // The reader, too, takes a constant source and reads it.
 ZelXmlGuard::ZelXmlGuard(const QXmlInputSource& document)
     : source(const_cast<QXmlInputSource&>(document)), block(source.data()), at(block.constBegin()),
-      end(block.constEnd()) {}
+      harmlessEnd(at), end(block.constEnd()) {}
 
 // Called for each character of a document; hardly any of them needs a closer look.
 QChar ZelXmlGuard::next() {
-    if (at == end || watching || isSpecial(at->unicode()))
-        return examineNext();
-    return *at++;
+    return at == harmlessEnd ? examineNext() : *at++;
 }
 
 QChar ZelXmlGuard::examineNext() {
     if (at == end && !fetchBlock())
         return QChar(EndOfDocument);
     const QChar c = *at++;
-    if (watching || isSpecial(c.unicode()))
+    if (watching || isSpecial(c))
         watch(c);
+    harmlessEnd = watching ? at : std::find_if(at, end, isSpecial);
     // In a document, the character that stands for the end of a block is the end of all.
     return reason.isEmpty() && c != QChar(EndOfData) ? c : QChar(EndOfDocument);
 }

@@ -26,6 +26,7 @@ private:
     QXmlInputSource& source;
     QString block; // what the source holds at the moment
     const QChar* at = nullptr;
+    const QChar* harmlessEnd = nullptr; // behind the characters that need no closer look
     const QChar* end = nullptr;
     bool watching = false; // whether the next character may belong to something counted
     State state = Text;
