@@ -374,6 +374,12 @@ private slots:
         row("entities that grow", check,
             document("<!ENTITY a '" + QByteArray(4000, 'x') + "'>",
                      QByteArray("&a;").repeated(100000)));
+        row("entities within entities", check,
+            document("<!ENTITY a 'xx'><!ENTITY b '&a;&a;'>", "&b;"));
+        row("entities made of parameters", check,
+            document("<!ENTITY % a 'xx'><!ENTITY % b '&#37;a;&#37;a;'><!ENTITY c '%b;'>", "&c;"));
+        row("many uses of an odd name", check,
+            document("<!ENTITY a\u0301 'x'>", QByteArray("&a\u0301;").repeated(20000)));
         row("directory", {"check", directory.path()}, "");
         row("no such file", {"check", "%1.missing"}, "");
         row("older manifest", {"check", "--against", "%1", offer[1]}, "<M/>");

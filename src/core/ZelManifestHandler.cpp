@@ -37,7 +37,8 @@ constexpr struct {
 // The reader calls itself for each level: thousands would overflow its stack. Manifests have two.
 constexpr int maxDepth = 500;
 
-// In characters. A longer one, used as often as the guard lets it, would fill the memory.
+// In characters. A longer one, used as often as the guard lets it, would fill the memory; so would
+// one that uses others, whose lengths multiply.
 constexpr int maxEntityLength = 4096;
 
 Field fieldOf(const QString& name) {
@@ -61,7 +62,7 @@ ZelManifestHandler::ZelManifestHandler(QList<ZelManifestElement>& target) : list
 bool ZelManifestHandler::startElement(const QString&, const QString& localName, const QString&,
                                       const QXmlAttributes&) {
     if (++depth > maxDepth)
-        return false;
+        return refuse("elements are nested too deeply");
     state = fieldOf(localName);
     if (state == NewProduct) {
         list.emplaceBack();
@@ -75,8 +76,11 @@ bool ZelManifestHandler::endElement(const QString&, const QString&, const QStrin
     return true;
 }
 
-bool ZelManifestHandler::internalEntityDecl(const QString&, const QString& value) {
-    return value.size() <= maxEntityLength;
+bool ZelManifestHandler::internalEntityDecl(const QString& name, const QString& value) {
+    const bool usesOthers = value.contains('&') || (name.startsWith('%') && value.contains('%'));
+    if (usesOthers || value.size() > maxEntityLength)
+        return refuse("an entity is too long or uses others");
+    return true;
 }
 
 bool ZelManifestHandler::characters(const QString& text) {
@@ -85,7 +89,7 @@ bool ZelManifestHandler::characters(const QString& text) {
         if (state == NoField || state == SuccessURL)
             return true;
         qDebug() << "Unexpected empty manifest cdata found";
-        return false;
+        return refuse("there is a field before the first product");
     }
 
     ZelManifestElement& element = list.last();
@@ -100,7 +104,7 @@ bool ZelManifestHandler::characters(const QString& text) {
         element.SimpleName = kept(text);
         break;
     case DownloadURL:
-        element.DownloadURL = addressOf(text);
+        element.DownloadURL = QUrl(text);
         break;
     case EligibleCommunityDownload:
         element.EligibleCommunityDownload = text == QLatin1String("true");
@@ -118,26 +122,6 @@ bool ZelManifestHandler::characters(const QString& text) {
     return true;
 }
 
-// Most packages come from the server of the one before, and to take scheme and host apart costs
-// more than all the rest of an address: then only the path is read.
-QUrl ZelManifestHandler::addressOf(const QString& text) {
-    const bool plain = !text.contains('?') && !text.contains('#');
-    if (plain && !server.isEmpty() && text.startsWith(server)) {
-        address.setPath(text.mid(server.size() - 1), QUrl::TolerantMode);
-        return address;
-    }
-
-    const QUrl url(text);
-    const qsizetype scheme = text.indexOf("://");
-    const qsizetype path = scheme < 0 ? -1 : text.indexOf('/', scheme + 3);
-    if (plain && path >= 0) {
-        address = url;
-        address.setPath(text.mid(path), QUrl::TolerantMode);
-        server = address == url && !url.host().isEmpty() ? text.left(path + 1) : QString();
-    }
-    return url;
-}
-
 bool ZelManifestHandler::fatalError(const QXmlParseException& exception) {
     // The empty piece at the end keeps the blank behind the message.
     qWarning() << "Fatal error on line" << exception.lineNumber() << ", column"
@@ -150,7 +134,12 @@ bool ZelManifestHandler::fatalError(const QXmlParseException& exception) {
 }
 
 QString ZelManifestHandler::errorString() const {
-    return depth > maxDepth ? "elements are nested too deeply" : QXmlDefaultHandler::errorString();
+    return refusal;
+}
+
+bool ZelManifestHandler::refuse(const char* reason) {
+    refusal = reason;
+    return false;
 }
 
 QStringList ZelManifestHandler::elementNames() {

@@ -38,13 +38,12 @@ public:
     QString problem;
 
 private:
-    QUrl addressOf(const QString& text);
+    bool refuse(const char* reason);
 
     QList<ZelManifestElement>& list;
-    int state = 0; // the field whose text is awaited, 0 for none
-    int depth = 0; // of the element that is open
-    QString server; // scheme, host and the slash behind them, as written, of the address below
-    QUrl address;
+    int state = 0;   // the field whose text is awaited, 0 for none
+    int depth = 0;   // of the element that is open
+    QString refusal; // why this handler ended the reading
 };
 
 // Runs the handler over a document. False when the document was not accepted; what was read before

@@ -31,7 +31,8 @@ bool isSpecial(QChar c) {
 }
 
 bool isNameCharacter(QChar c) {
-    return c.isLetterOrNumber() || c == '#' || c == '_' || c == ':' || c == '.' || c == '-';
+    return c.isLetterOrNumber() || c.isMark() || c == '#' || c == '_' || c == ':' || c == '.' ||
+           c == '-';
 }
 
 } // namespace
@@ -66,7 +67,7 @@ bool ZelXmlGuard::fetchBlock() {
     if (next.constBegin() == block.constBegin())
         return false;
     block = next;
-    at = block.constBegin();
+    at = harmlessEnd = block.constBegin();
     end = block.constEnd();
     return at != end;
 }

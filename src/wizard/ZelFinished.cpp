@@ -13,9 +13,7 @@ ZelFinished::ZelFinished(QWidget* parent) : QWizardPage(parent) {
     ZelSetUpPage(this, "finishedWatermark.png", "finishedBanner.png");
 
     auto* picture = new QLabel(this);
-    ZelLoadPictures(this, [picture] {
-        picture->setPixmap(ZelApp::instance()->LoadPixmapResource("finish-1.png"));
-    });
+    picture->setPixmap(ZelApp::instance()->LoadPixmapResource("finish-1.png"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(picture);
 }
