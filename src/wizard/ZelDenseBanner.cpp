@@ -1,5 +1,7 @@
 #include "wizard/ZelDenseBanner.h"
 
+#include "app/ZelApp.h"
+
 #include <QWizard>
 
 ZelDenseBanner::ZelDenseBanner(QWizard* wizard) : QLabel(wizard) {
@@ -8,8 +10,12 @@ ZelDenseBanner::ZelDenseBanner(QWizard* wizard) : QLabel(wizard) {
 }
 
 void ZelDenseBanner::showBanner(const QWizard* wizard) {
-    if (const QWizardPage* page = wizard->currentPage())
-        setPixmap(page->property(pageProperty).value<QPixmap>());
+    if (const QWizardPage* page = wizard->currentPage()) {
+        const QByteArray name = page->property(pageProperty).toByteArray();
+        QPixmap banner = ZelApp::instance()->LoadPixmapResource(name.constData());
+        banner.setDevicePixelRatio(2);
+        setPixmap(banner);
+    }
     adjustSize();
     raise();
 }

@@ -11,7 +11,7 @@ class ZelDenseBanner : public QLabel {
     Q_OBJECT
 
 public:
-    // The page's property that holds its dense banner.
+    // The page's property that names its dense banner.
     static constexpr char pageProperty[] = "denseBanner";
 
     // Becomes a child of the wizard.

@@ -12,9 +12,6 @@ void ZelSetUpPage(QWizardPage* page, const char* watermark, const char* banner) 
     const ZelApp* app = ZelApp::instance();
     page->setPixmap(QWizard::WatermarkPixmap, app->LoadPixmapResource(watermark));
     page->setPixmap(QWizard::BannerPixmap, app->LoadPixmapResource(banner));
-
-    const QByteArray dense = QByteArray(banner).replace(".png", "Dense.png");
-    QPixmap pixmap = app->LoadPixmapResource(dense.constData());
-    pixmap.setDevicePixelRatio(2);
-    page->setProperty(ZelDenseBanner::pageProperty, pixmap);
+    page->setProperty(ZelDenseBanner::pageProperty,
+                      QByteArray(banner).replace(".png", "Dense.png"));
 }
