@@ -82,6 +82,33 @@ private slots:
               "\"Lumivex FarmServer 21.0\" is hidden"})
             QVERIFY2(log.lines().contains(line), line);
     }
+
+    // Tools are looked up for all Mayas at once; each has to find what its own pattern finds.
+    void toolsAreThoseOfThePattern() {
+        const QStringList mayas{"2014", "2014.5", "20.4", "", "2014+", "(2015", "2\u0660"};
+        QStringList labels{"Maya 2014 Atelier 21.0", "Atelier Maya", "Atelier 21.0\nMaya 20\n4"};
+        for (const char* end : {"2014", "2014.5", "2014.5.1", "20+4 2014.", "Maya 2014", "20144"})
+            labels << QString("Atelier 21.0 Maya ") + end << QString("Atelier Maya ") + end;
+        ZelMachineAssay assay;
+        for (const QString& maya : mayas) {
+            assay.products = {{{"ProductName", "Maya"}, {"Version", maya}}};
+            for (int size = 1; size <= labels.size(); ++size) {
+                QList<ZelManifestElement> manifest(size);
+                for (int i = 0; i < size; ++i)
+                    manifest[i].Name = labels[i];
+                QRegExp pattern("Atelier.*Maya.*" + maya + "([^.]|$)");
+                ZelOffer offer;
+                QStringList issues;
+                const ZelLogCapture log;
+                const int expected =
+                    ZelManifestElement::FindHighestVersionOfProduct(manifest, pattern);
+                const QStringList said = log.lines();
+                ZelChooseLATDownload(manifest, assay, offer, issues);
+                QCOMPARE(offer.chosen.value(0, -1), expected);
+                QCOMPARE(log.lines().mid(said.size() + 1, said.size()), said);
+            }
+        }
+    }
 };
 
 ZEL_TEST_MAIN(tst_selectionrules)

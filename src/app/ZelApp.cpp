@@ -19,10 +19,12 @@ QString resourcePath(const QString& root, const char* folder, const char* name) 
     return root + QDir::separator() + folder + QDir::separator() + name;
 }
 
-// Linux only, and to be said before the toolkit makes its event loops: GLib's cost a system call
-// for each event that one posts, and a download over TLS posts ten for each 16 KiB.
+// On Linux the toolkit would run GLib's event loops, which cost a system call for each event
+// posted, ten for each 16 KiB of a download over TLS. To be said before it makes the first one.
 int& withoutGlib(int& argc) {
+#ifdef Q_OS_LINUX
     qputenv("QT_NO_GLIB", "1");
+#endif
     return argc;
 }
 

@@ -41,7 +41,8 @@ void ZelAccount::createUI() {
 
     passwordField = createField("password", tr("Lumivex Forum Password"));
     passwordField->setEchoMode(QLineEdit::Password);
-    passwordField->setInputMethodHints(Qt::ImhNoAutoUppercase | Qt::ImhNoPredictiveText);
+    passwordField->setInputMethodHints(passwordField->inputMethodHints() | Qt::ImhNoAutoUppercase |
+                                       Qt::ImhNoPredictiveText);
     passwordField->installEventFilter(this);
 
     signUpButton = new QPushButton(tr("Need a Forum User ID?"), this);

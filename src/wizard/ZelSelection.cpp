@@ -208,12 +208,9 @@ void ZelSelection::buildList(bool showAll) {
     }
     table->resizeColumnsToContents();
 
-    QWidget* previous = table;
-    for (QCheckBox* checkbox : std::as_const(checkboxes)) {
-        setTabOrder(previous, checkbox);
-        previous = checkbox;
-    }
-    setTabOrder(previous, showAllBox);
+    // New widgets come last in the window's order, one behind the other.
+    if (!checkboxes.isEmpty())
+        setTabOrder(checkboxes.last(), showAllBox);
 }
 
 bool ZelSelection::isProductEnabled(int row) const {
