@@ -1,9 +1,10 @@
 #include "core/ZelSelectionRules.h"
 
+#include "core/ZelToolsSearch.h"
+
 #include <QCoreApplication>
 #include <QDebug>
 #include <QLoggingCategory>
-#include <algorithm>
 #include <limits>
 
 namespace {
@@ -20,66 +21,6 @@ int findFarmServer(const QList<ZelManifestElement>& manifest) {
     QRegExp pattern("FarmServer");
     return ZelManifestElement::FindHighestVersionOfProduct(manifest, pattern);
 }
-
-// Finds the tools for one installed Maya after another, as FindHighestVersionOfProduct does with
-// each pattern. The products are looked through once: what a pattern asks of them lies behind
-// "Maya" in their labels, and is the same for many.
-class ToolsSearch {
-public:
-    explicit ToolsSearch(const QList<ZelManifestElement>& products) : manifest(products) {
-        const QLatin1String tools("Atelier");
-        const QLatin1String maya("Maya");
-        for (int i = 0; i < manifest.size(); ++i) {
-            const QString& label = manifest[i].label();
-            const qsizetype atelier = label.indexOf(tools);
-            const qsizetype at = atelier < 0 ? -1 : label.indexOf(maya, atelier + tools.size());
-            if (at < 0)
-                continue;
-            Group& group = groups[label.mid(at + maya.size())];
-            if (manifest[i].hasVersion())
-                group.last = i;
-            else
-                group.withoutVersion << i;
-        }
-    }
-
-    int find(const QString& mayaVersion, const QString& pattern) const {
-        static const QRegExp plain("[0-9.]*");
-        // Anything else may have a meaning of its own in the whole pattern.
-        if (!plain.exactMatch(mayaVersion)) {
-            QRegExp expression(pattern);
-            return ZelManifestElement::FindHighestVersionOfProduct(manifest, expression);
-        }
-
-        const QRegExp behindMaya(mayaVersion + patternEnd);
-        int found = -1;
-        QList<int> withoutVersion;
-        for (auto group = groups.begin(); group != groups.end(); ++group) {
-            if (behindMaya.indexIn(group.key()) >= 0) {
-                found = std::max(found, group->last);
-                withoutVersion += group->withoutVersion;
-            }
-        }
-        std::sort(withoutVersion.begin(), withoutVersion.end());
-        for (int i : std::as_const(withoutVersion)) {
-            QString none;
-            manifest[i].GetVersion(none); // for the log
-        }
-        return found;
-    }
-
-    // Keeps Maya 2014 from matching a product for 2014.5.
-    static constexpr char patternEnd[] = "([^.]|$)";
-
-private:
-    struct Group {
-        int last = -1; // that has a version
-        QList<int> withoutVersion;
-    };
-
-    const QList<ZelManifestElement>& manifest;
-    QHash<QString, Group> groups; // indices, by what is behind "Maya"
-};
 
 int manifestBuild(const ZelManifestElement& element) {
     int build = 0;
@@ -153,14 +94,14 @@ void ZelChooseLATDownload(const QList<ZelManifestElement>& manifest, const ZelMa
         return;
     }
 
-    const ToolsSearch search(manifest);
+    const ZelToolsSearch search(manifest);
     QStringList unsupported;
     for (const ZelProductHash& maya : std::as_const(mayas)) {
         const QString mayaVersion = maya.value("Version");
         qDebug() << "considering installed Maya" << mayaVersion;
 
-        const QString pattern = "Atelier.*Maya.*" + mayaVersion + ToolsSearch::patternEnd;
-        const int tools = search.find(mayaVersion, pattern);
+        const QString pattern = ZelToolsSearch::pattern(mayaVersion);
+        const int tools = search.find(mayaVersion);
         if (tools < 0) {
             qDebug() << "No LAT to select for installed Maya" << pattern;
             unsupported << mayaVersion;
