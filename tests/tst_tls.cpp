@@ -71,7 +71,8 @@ private slots:
     // A server with a certificate that nobody vouches for: an answer holds for one reply alone.
     void realServer() {
         const QTemporaryDir folder;
-        zelMakeCertificate(folder.path(), "IP:127.0.0.1");
+        zelMakeCertificate(folder.path(),
+                           {"-subj", "/CN=server", "-addext", "subjectAltName=IP:127.0.0.1"});
         ZelVendorProcess vendor;
         vendor.addPackage("a.pkg", 5000);
         vendor.setManifest(zelManifestXml({zelProductXml("a.pkg", "A", 1, 5000)}));

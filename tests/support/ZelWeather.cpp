@@ -60,13 +60,11 @@ QByteArray zelCommand(const QString& program, const QStringList& arguments) {
 }
 
 ZelCertificate zelSelfSigned(const QString& folder, const QStringList& arguments) {
-    const ZelCertificate made{folder + "/certificate.pem", folder + "/key.pem"};
-    zelCommand("openssl",
-               QStringList{"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj",
-                           "/CN=127.0.0.1", "-keyout", made.key, "-out", made.certificate} +
-                   (arguments.isEmpty() ? QStringList{"-addext", "subjectAltName=IP:127.0.0.1"}
+    zelMakeCertificate(folder, QStringList{"-subj", "/CN=127.0.0.1"} +
+                                   (arguments.isEmpty()
+                                        ? QStringList{"-addext", "subjectAltName=IP:127.0.0.1"}
                                         : arguments));
-    return made;
+    return {folder + "/certificate.pem", folder + "/key.pem"};
 }
 
 quint16 zelFreePort() {

@@ -29,11 +29,11 @@ QByteArray zelManifestXml(const QByteArrayList& products) {
     return "<Manifest>\n" + products.join() + "</Manifest>\n";
 }
 
-void zelMakeCertificate(const QString& folder, const QString& subject) {
+void zelMakeCertificate(const QString& folder, const QStringList& arguments) {
     QProcess openssl;
-    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj",
-                              "/CN=server", "-addext", "subjectAltName=" + subject, "-keyout",
-                              folder + "/key.pem", "-out", folder + "/certificate.pem"});
-    if (!openssl.waitForFinished() || openssl.exitCode() != 0)
-        qFatal("openssl made no certificate");
+    openssl.start("openssl", QStringList{"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+                                         folder + "/key.pem", "-out", folder + "/certificate.pem"} +
+                                 arguments);
+    if (!openssl.waitForFinished(60000) || openssl.exitCode() != 0)
+        qFatal("openssl made no certificate: %s", openssl.readAllStandardError().constData());
 }

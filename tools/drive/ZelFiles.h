@@ -13,5 +13,5 @@ QByteArray zelProductXml(const QString& name, const QString& simpleName, int bui
 QByteArray zelManifestXml(const QByteArrayList& products);
 
 // Makes key.pem and certificate.pem in a folder: for a server whose certificate vouches for itself.
-// `subject` as in "IP:127.0.0.1".
-void zelMakeCertificate(const QString& folder, const QString& subject);
+// `arguments` are those of `openssl req` that say whom it is for.
+void zelMakeCertificate(const QString& folder, const QStringList& arguments);
