@@ -4,9 +4,8 @@
 
 namespace {
 
-// Far beyond any manifest, far below what harms. An entity is at most 4096 characters long, which
-// the reader (what is nested in it) and the handler (what is written in it) see to, so that the
-// references bound what a document can grow to.
+// Far beyond any manifest, far below what harms. The handler sees to it that an entity is at most
+// 4096 characters long and uses no other, so that the references bound what a document can grow to.
 constexpr int maxModelDepth = 200;
 constexpr int maxDeclarations = 500;
 constexpr int maxReferences = 10000;
