@@ -89,6 +89,8 @@ void tst_account::entriesReachTheApplication_data() {
     QTest::addColumn<QString>("inForce"); // the proxy afterwards
     QTest::newRow("proxy.example:3128") << "proxy.example 3128";
     QTest::newRow("proxy.example:http") << "proxy.example 0";
+    QTest::newRow("proxy.example:0x50") << "proxy.example 0";
+    QTest::newRow("proxy.example:65616") << "proxy.example 80";
     QTest::newRow("") << "earlier.example 1080";
     QTest::newRow("proxy.example") << "earlier.example 1080";
     QTest::newRow("http://proxy.example:3128") << "earlier.example 1080";
@@ -104,6 +106,7 @@ void tst_account::entriesReachTheApplication() {
     page.type("userName", " Ann & Bob ");
     page.type("password", "p&ss: word");
     page.type("proxy", QTest::currentDataTag());
+    QVERIFY(page.find<QLineEdit>("password")->displayText() != "p&ss: word");
     QVERIFY(page.walkTo(2));
 
     QCOMPARE(app->user, " Ann & Bob ");

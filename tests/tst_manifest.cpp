@@ -81,6 +81,9 @@ private slots:
         zelCheckTable(R"(Lumivex Atelier 18.0 for Maya 2014 | FarmServer-21.0 => 18.0 0 maya
              | Lumivex FarmServer 19.0.1.pkg => 19.0 0 server
             Lumivex Atelier 4.0 for Maya 2014.5 | 1296001 => 14.5 1296001 maya
+            Atelier 21.0 for Maya | Lumivex => 21.0 0
+            Lumivex 21.0 for Maya | Atelier => 21.0 0
+            LUMIVEX ATELIER 21.0 FOR MAYA | Maya => 21.0 0
             Lumivex farmserver 09.5 | FarmServer 21.0 => none 0 failed)",
                       run);
         QCOMPARE(log.lines().last(),

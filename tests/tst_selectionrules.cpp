@@ -44,7 +44,8 @@ private slots:
                 element.Name = record.section(':', 0, 0);
                 element.BuildID = record.section(':', 1, 1);
                 element.EligibleCommunityDownload = !record.endsWith("barred");
-                element.DownloadURL = QUrl(record.endsWith("nowhere") ? "" : "http://localhost/p");
+                element.DownloadURL =
+                    QUrl(record.endsWith("nowhere") ? "http://[" : "http://localhost/p");
             }
             ZelMachineAssay assay;
             for (const QString& product : in[1].split(", "))
@@ -72,6 +73,7 @@ private slots:
             S:100, T2014:100 | Maya:2014, T2014:21.0:99 => 0 1 //
             S:100, T2014:100 | Maya:2014, T2014:21.0:100 => 0 /1 /NewestTools 100
             S:100, T2014:100 | Maya:2014, T2014:20.5:999 => 0 1 //
+            S:100, Lumivex Atelier 20.5 for Maya 2014:9 | Maya:2014, T2014:20.5:99 => 0 1 //
             T2014:100 | Maya:2014, T2014:20.5:101 => /0 /NoServer, NewestTools 100)",
                       run);
         for (const char* line :
