@@ -1,6 +1,7 @@
 #include "app/ZelApp.h"
 
 #include "app/ZelBuildConfig.h"
+#include "app/ZelBuildStamp.h"
 #include "app/ZelLogging.h"
 #include "core/ZelMachineAssay.h"
 #include "wizard/ZelMainWindow.h"
@@ -34,6 +35,7 @@ ZelApp::ZelApp(int& argc, char** argv)
     : QApplication(withoutGlib(argc), argv), host(ZelBuildConfig::vendorHost), scheme("https"),
       applicationPath(applicationFilePath()),
       successUrl(QString("http://") + ZelBuildConfig::vendorHost + "/view/ZEL-Success") {
+    setApplicationVersion(ZelVersion());
     QDir root(applicationDirPath());
     for (int level = 0; level < 4; ++level)
         root.cdUp();

@@ -2,6 +2,7 @@
 
 #include "core/ZelDownloadFolder.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -105,7 +106,7 @@ QByteArray snapshotToJson(const Snapshot& snapshot) {
     return QJsonDocument(QJsonObject{
                              {"format", formatName},
                              {"formatVersion", formatVersion},
-                             {"toolVersion", ZEL_PLAN_VERSION},
+                             {"toolVersion", QCoreApplication::applicationVersion()},
                              {"attributes", attributes},
                              {"products", products},
                              {"downloadFolder", snapshot.folder},

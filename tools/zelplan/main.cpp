@@ -112,6 +112,7 @@ int main(int argc, char** argv) {
     QLoggingCategory::setFilterRules("*.debug=false\n*.warning=false");
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("zelplan");
+    QCoreApplication::setApplicationVersion(ZEL_PLAN_VERSION);
     // The tables are UTF-8 in every locale; their columns are counted accordingly.
     if (!std::setlocale(LC_CTYPE, "C.UTF-8"))
         std::setlocale(LC_CTYPE, "UTF-8");
@@ -122,7 +123,7 @@ int main(int argc, char** argv) {
         return finish(Clean);
     }
     if (name == "--version") {
-        print(QString("zelplan %1\n").arg(ZEL_PLAN_VERSION));
+        print(QString("zelplan %1\n").arg(app.applicationVersion()));
         return finish(Clean);
     }
     for (const Verb& verb : verbs()) {
