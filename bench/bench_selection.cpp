@@ -1,7 +1,7 @@
 // The selection rules, and the table of what they chose.
 //
-//   bench_selection rules RECORDS MAYAS
-//       the rules, with none of the Mayas served, which is the longest way
+//   bench_selection rules RECORDS
+//       the rules, with none of five Mayas served, which is the longest way
 //   bench_selection program|bare ROWS
 //       the selection page's table, or a bare table widget of the same rows: filled and painted,
 //       then again with one row in ten more, as "Show All" does it
@@ -31,7 +31,7 @@ ZelManifestElement product(const QString& label, int build) {
     return element;
 }
 
-int rules(ZelApp& app, int records, int mayas) {
+int rules(ZelApp& app, int records) {
     for (int i = 0; i < records; ++i) {
         const QString label = i % 3 == 0   ? "Lumivex FarmServer %1.0"
                               : i % 3 == 1 ? "Lumivex Atelier %1.0 for Maya 2014.5"
@@ -39,7 +39,7 @@ int rules(ZelApp& app, int records, int mayas) {
         app.manifest << product(label.arg(10 + i % 90), i);
     }
     ZelMachineAssay assay;
-    for (int i = 0; i < mayas; ++i)
+    for (int i = 0; i < 5; ++i)
         assay.products.append({{"ProductName", "Maya"}, {"Version", QString::number(3000 + i)}});
 
     ZelOffer offer;
@@ -98,8 +98,8 @@ int main(int argc, char** argv) {
     ZelApp app(argc, argv);
     ZelInitializeLogging();
     const QByteArray mode(argc > 2 ? argv[1] : "");
-    if (mode == "rules" && argc == 4)
-        return rules(app, atoi(argv[2]), atoi(argv[3]));
+    if (mode == "rules")
+        return rules(app, atoi(argv[2]));
     if (mode == "program" || mode == "bare")
         return table(app, mode == "bare", atoi(argv[2]));
     return 2;

@@ -70,6 +70,7 @@ private slots:
             S:100, T2014:100, T2015:100 | Maya:2014, Maya:2015 => 0 2 /1 /
             S:100, T2014:100 | Maya:2010, Maya:2014.5 => 0 /1 /Unsupported 2014.5 2010 End
             S:100, T2014.5:100 | Maya:2014 => 0 /1 /Unsupported 2014 End
+            S:100, T2014-5:100 | Maya:2014.5 => 0 1 //
             S:100, T2014:100 | Maya:2014, T2014:21.0:99 => 0 1 //
             S:100, T2014:100 | Maya:2014, T2014:21.0:100 => 0 /1 /NewestTools 100
             S:100, T2014:100 | Maya:2014, T2014:20.5:999 => 0 1 //
@@ -83,33 +84,6 @@ private slots:
               "no url for product  \"A\"", "Skipping product  \"B\"",
               "\"Lumivex FarmServer 21.0\" is hidden"})
             QVERIFY2(log.lines().contains(line), line);
-    }
-
-    // Tools are looked up for all Mayas at once; each has to find what its own pattern finds.
-    void toolsAreThoseOfThePattern() {
-        const QStringList mayas{"2014", "2014.5", "20.4", "", "2014+", "(2015", "2\u0660"};
-        QStringList labels{"Maya 2014 Atelier 21.0", "Atelier Maya", "Atelier 21.0\nMaya 20\n4"};
-        for (const char* end : {"2014", "2014.5", "2014.5.1", "20+4 2014.", "Maya 2014", "20144"})
-            labels << QString("Atelier 21.0 Maya ") + end << QString("Atelier Maya ") + end;
-        ZelMachineAssay assay;
-        for (const QString& maya : mayas) {
-            assay.products = {{{"ProductName", "Maya"}, {"Version", maya}}};
-            for (int size = 1; size <= labels.size(); ++size) {
-                QList<ZelManifestElement> manifest(size);
-                for (int i = 0; i < size; ++i)
-                    manifest[i].Name = labels[i];
-                QRegExp pattern("Atelier.*Maya.*" + maya + "([^.]|$)");
-                ZelOffer offer;
-                QStringList issues;
-                const ZelLogCapture log;
-                const int expected =
-                    ZelManifestElement::FindHighestVersionOfProduct(manifest, pattern);
-                const QStringList said = log.lines();
-                ZelChooseLATDownload(manifest, assay, offer, issues);
-                QCOMPARE(offer.chosen.value(0, -1), expected);
-                QCOMPARE(log.lines().mid(said.size() + 1, said.size()), said);
-            }
-        }
     }
 };
 

@@ -2,15 +2,6 @@
 
 #include <QDebug>
 
-namespace {
-
-QRegExp& versionPattern() {
-    static QRegExp pattern("([1-9][0-9]\\.[0-9]+)");
-    return pattern;
-}
-
-} // namespace
-
 void ZelManifestElement::GetBuildId(int& id) const {
     id = BuildID.toInt();
 }
@@ -24,16 +15,13 @@ bool ZelManifestElement::GetIsLATForMaya() const {
            label().contains(QLatin1String("Atelier")) && label().contains(QLatin1String("Maya"));
 }
 
-bool ZelManifestElement::hasVersion() const {
-    return versionPattern().indexIn(label()) >= 0;
-}
-
 bool ZelManifestElement::GetVersion(QString& version) const {
-    if (!hasVersion()) {
+    static QRegExp pattern("([1-9][0-9]\\.[0-9]+)");
+    if (pattern.indexIn(label()) < 0) {
         qDebug() << "Product with no version" << label();
         return true;
     }
-    version = versionPattern().cap(1);
+    version = pattern.cap(1);
     return false;
 }
 

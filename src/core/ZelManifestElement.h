@@ -29,9 +29,6 @@ public:
     bool GetIsFarmServer() const;
     bool GetIsLATForMaya() const;
 
-    // Whether there is a version in the label; says nothing in the log.
-    bool hasVersion() const;
-
     // The first version ("21.0") in the label. True when there is none.
     bool GetVersion(QString& version) const;
     bool GetVersion(float& version) const;

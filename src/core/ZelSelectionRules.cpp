@@ -1,7 +1,5 @@
 #include "core/ZelSelectionRules.h"
 
-#include "core/ZelToolsSearch.h"
-
 #include <QCoreApplication>
 #include <QDebug>
 #include <QLoggingCategory>
@@ -94,14 +92,15 @@ void ZelChooseLATDownload(const QList<ZelManifestElement>& manifest, const ZelMa
         return;
     }
 
-    const ZelToolsSearch search(manifest);
     QStringList unsupported;
     for (const ZelProductHash& maya : std::as_const(mayas)) {
         const QString mayaVersion = maya.value("Version");
         qDebug() << "considering installed Maya" << mayaVersion;
 
-        const QString pattern = ZelToolsSearch::pattern(mayaVersion);
-        const int tools = search.find(mayaVersion);
+        // The end keeps Maya 2014 from matching a product for 2014.5.
+        const QString pattern = "Atelier.*Maya.*" + mayaVersion + "([^.]|$)";
+        QRegExp expression(pattern);
+        const int tools = ZelManifestElement::FindHighestVersionOfProduct(manifest, expression);
         if (tools < 0) {
             qDebug() << "No LAT to select for installed Maya" << pattern;
             unsupported << mayaVersion;
