@@ -11,12 +11,9 @@
 #include "app/ZelApp.h"
 #include "app/ZelLogging.h"
 #include "core/ZelMachineAssay.h"
-#include "drive/ZelBoxDriver.h"
-#include "wizard/ZelMainWindow.h"
+#include "drive/ZelWizardDriver.h"
 
-#include <QAbstractButton>
 #include <QLabel>
-#include <QLineEdit>
 #include <QTimer>
 
 namespace {
@@ -37,8 +34,9 @@ private:
 
 class Walker : public QObject {
 public:
-    explicit Walker(ZelMainWindow& wizard) : window(wizard) {
-        picture = window.findChild<QLabel*>("whileUWait");
+    Walker() {
+        driver.window.reset(ZelApp::instance()->wizard);
+        picture = driver.find<QLabel>("whileUWait");
         pulse.setTimerType(Qt::PreciseTimer);
         connect(&pulse, &QTimer::timeout, this, [this] {
             turns.tick();
@@ -51,23 +49,22 @@ public:
     }
 
     void walk() {
-        connect(window.page(2), &QWizardPage::completeChanged, this, [this] {
-            if (window.currentPage()->isComplete())
-                QTimer::singleShot(0, &window, &QWizard::next);
-        });
-        connect(&window, &QWizard::currentIdChanged, this, [this](int id) {
-            if (id == 3)
+        const ZelMainWindow* window = driver.window.get();
+        connect(window->page(ZelMainWindow::Selection), &QWizardPage::completeChanged, this,
+                [this, window] {
+                    if (window->currentPage()->isComplete())
+                        QTimer::singleShot(0, this, [this] { driver.press(QWizard::NextButton); });
+                });
+        connect(window, &QWizard::currentIdChanged, this, [this](int id) {
+            if (id == ZelMainWindow::Download)
                 watch();
-            if (id == 4)
+            if (id == ZelMainWindow::Finished)
                 QTimer::singleShot(0, this, [this] {
                     pulse.stop();
-                    window.button(QWizard::FinishButton)->click();
+                    driver.press(QWizard::FinishButton);
                 });
         });
-        window.next();
-        window.findChild<QLineEdit*>("userName")->setText("user");
-        window.findChild<QLineEdit*>("password")->setText("pass");
-        window.next();
+        driver.walkTo(ZelMainWindow::Selection);
     }
 
     void watch() {
@@ -75,11 +72,11 @@ public:
             pulse.start(1);
     }
 
+    ZelWizardDriver driver;
     LongestGap turns;
     LongestGap pictures;
 
 private:
-    ZelMainWindow& window;
     QLabel* picture;
     QTimer pulse;
     qint64 lastPicture = 0;
@@ -97,8 +94,7 @@ int main(int argc, char** argv) {
     ZelMachineAssay::Singleton()->profilerPath = argv[2];
     if (app.Start() != 0)
         return 1;
-    Walker walker(*app.wizard);
-    ZelBoxDriver driver;
+    Walker walker;
     if (qstrcmp(argv[1], "walk") == 0) {
         QTimer::singleShot(0, &walker, &Walker::walk);
     } else {
@@ -106,7 +102,8 @@ int main(int argc, char** argv) {
         QTimer::singleShot(2000, &app, &QApplication::quit);
     }
     const int status = QApplication::exec();
-    const bool done = qstrcmp(argv[1], "idle") == 0 || app.wizard->currentId() == 4;
+    const bool done =
+        qstrcmp(argv[1], "idle") == 0 || walker.driver.page() == ZelMainWindow::Finished;
     if (status != 0 || !done)
         return 1;
     return ZelPrintFigures({{"wall", ZelElapsed(clock)},

@@ -27,7 +27,7 @@ public:
         offer({zelProductXml("guide.pdf", "Guide", 1, 4, "http://127.0.0.1:1/none")});
         addPicture("closedSection.png", Qt::red);
         addPicture("openSection.png", Qt::green);
-        walkTo(1);
+        walkTo(ZelMainWindow::Account);
     }
 
     void type(const char* field, const QString& text) const {
@@ -41,16 +41,16 @@ public:
 
 void tst_account::startsOnTheSignUpButton() {
     ZelTestWizard wizard;
-    QVERIFY(wizard.walkTo(0));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Welcome));
     QVERIFY(QTest::qWaitForWindowActive(wizard.window.get()));
-    QVERIFY(wizard.walkTo(1));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Account));
     auto* signUp = wizard.find<QPushButton>("needToRegister");
     QTRY_COMPARE(QApplication::focusWidget(), signUp);
     QTest::mouseClick(signUp, Qt::LeftButton);
     QCOMPARE(wizard.browser.opened, {QUrl(QString("https://") + ZelBuildConfig::vendorHost +
                                           "/forum/register.php?action=signup")});
     wizard.press(QWizard::BackButton);
-    QVERIFY(wizard.walkTo(1));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Account));
     QCoreApplication::processEvents();
     QVERIFY(QApplication::focusWidget() != signUp);
 }
@@ -76,10 +76,10 @@ void tst_account::returnGoesOnWhenBothAreFilled() {
             SignIn page;
             page.type("password", "secret");
             QTest::keyClick(page.find<QWidget>(widget), key);
-            QCOMPARE(page.window->currentId(), 1);
+            QCOMPARE(page.page(), ZelMainWindow::Account);
             page.type("userName", "ann");
             QTest::keyClick(page.find<QWidget>(widget), key);
-            QCOMPARE(page.window->currentId(), 2);
+            QCOMPARE(page.page(), ZelMainWindow::Selection);
             QCOMPARE(page.browser.opened, {});
         }
     }
@@ -101,13 +101,13 @@ void tst_account::entriesReachTheApplication() {
     app->user = app->password = "from the command line";
     SignIn page;
     page.type("proxy", "earlier.example:1080");
-    QVERIFY(page.walkTo(2));
+    QVERIFY(page.walkTo(ZelMainWindow::Selection));
     page.press(QWizard::BackButton);
     page.type("userName", " Ann & Bob ");
     page.type("password", "p&ss: word");
     page.type("proxy", QTest::currentDataTag());
     QVERIFY(page.find<QLineEdit>("password")->displayText() != "p&ss: word");
-    QVERIFY(page.walkTo(2));
+    QVERIFY(page.walkTo(ZelMainWindow::Selection));
 
     QCOMPARE(app->user, " Ann & Bob ");
     QCOMPARE(app->password, "p&ss: word");

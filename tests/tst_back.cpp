@@ -35,9 +35,10 @@ public:
         QCOMPARE(box.defaultButton, "Cancel");
     }
 
-    // Where the wizard is and the boxes after the dialog: "2" or "4 downloadFailed".
+    // Where the wizard is and the boxes after the dialog: "Selection" or "Finished downloadFailed".
     QString outcome() const {
-        return (QStringList{QString::number(window->currentId())} + boxes.names().mid(1)).join(' ');
+        return (QStringList{QVariant::fromValue(page()).toString()} + boxes.names().mid(1))
+            .join(' ');
     }
 
     // The only file in the download folder, its name and size.
@@ -56,13 +57,13 @@ void tst_back::duringDownload_data() {
     QTest::addColumn<QString>("onDisk");
     const QString whole = "one.pkg 8";
     const QString part = "one.pkg.zeldownload 4";
-    QTest::newRow("Cancel") << "" << QMessageBox::Cancel << "4" << whole;
-    QTest::newRow("Cancel, done") << "completed" << QMessageBox::Cancel << "4" << whole;
+    QTest::newRow("Cancel") << "" << QMessageBox::Cancel << "Finished" << whole;
+    QTest::newRow("Cancel, done") << "completed" << QMessageBox::Cancel << "Finished" << whole;
     QTest::newRow("Cancel, failed")
-        << "failed" << QMessageBox::Cancel << "4 downloadFailed" << part;
-    QTest::newRow("Ok") << "" << QMessageBox::Ok << "2" << part;
-    QTest::newRow("Ok, done") << "completed" << QMessageBox::Ok << "2" << whole;
-    QTest::newRow("Ok, failed") << "failed" << QMessageBox::Ok << "2" << part;
+        << "failed" << QMessageBox::Cancel << "Finished downloadFailed" << part;
+    QTest::newRow("Ok") << "" << QMessageBox::Ok << "Selection" << part;
+    QTest::newRow("Ok, done") << "completed" << QMessageBox::Ok << "Selection" << whole;
+    QTest::newRow("Ok, failed") << "failed" << QMessageBox::Ok << "Selection" << part;
 }
 
 void tst_back::duringDownload() {
@@ -93,16 +94,16 @@ void tst_back::duringDownload() {
     QCOMPARE(wizard.said()[0], "Download In Progress. Really go back?/Pressing Ok will stop this "
                                "download of One. Press Cancel to resume download and installation");
     QTEST(wizard.onDisk(), "onDisk");
-    QCOMPARE(wizard.installed().size(), outcome == "4" ? 1 : 0);
+    QCOMPARE(wizard.installed().size(), outcome == "Finished" ? 1 : 0);
 
     // The next visit knows nothing of it: a failure there is reported.
-    if (outcome != "2")
+    if (outcome != "Selection")
         return;
-    QVERIFY(wizard.walkTo(3));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
     QTRY_COMPARE(server.requests.size(), 2);
     server.answer(8);
     server.close();
-    QTRY_COMPARE(wizard.outcome(), "4 downloadFailed");
+    QTRY_COMPARE(wizard.outcome(), "Finished downloadFailed");
 }
 
 void tst_back::duringInstallation_data() {
@@ -111,12 +112,12 @@ void tst_back::duringInstallation_data() {
     QTest::addColumn<QString>("outcome");
     const QByteArray end = "exit 0";
     const QByteArray crash = "kill -SEGV $$";
-    QTest::newRow("Cancel") << QByteArray() << QMessageBox::Cancel << "4";
-    QTest::newRow("Cancel, ended") << end << QMessageBox::Cancel << "4";
-    QTest::newRow("Cancel, crashed") << crash << QMessageBox::Cancel << "4 installerFailed";
-    QTest::newRow("Ok") << QByteArray() << QMessageBox::Ok << "2";
-    QTest::newRow("Ok, ended") << end << QMessageBox::Ok << "2";
-    QTest::newRow("Ok, crashed") << crash << QMessageBox::Ok << "2 installerFailed";
+    QTest::newRow("Cancel") << QByteArray() << QMessageBox::Cancel << "Finished";
+    QTest::newRow("Cancel, ended") << end << QMessageBox::Cancel << "Finished";
+    QTest::newRow("Cancel, crashed") << crash << QMessageBox::Cancel << "Finished installerFailed";
+    QTest::newRow("Ok") << QByteArray() << QMessageBox::Ok << "Selection";
+    QTest::newRow("Ok, ended") << end << QMessageBox::Ok << "Selection";
+    QTest::newRow("Ok, crashed") << crash << QMessageBox::Ok << "Selection installerFailed";
 }
 
 void tst_back::duringInstallation() {
@@ -136,7 +137,7 @@ void tst_back::duringInstallation() {
         QVERIFY(!ZelLogCapture::contains("process object gone"));
     });
     if (meanwhile.isEmpty()) {
-        QCOMPARE(wizard.window->currentId(), 3);
+        QCOMPARE(wizard.page(), ZelMainWindow::Download);
         wizard.tellInstaller("exit 0");
     }
     wizard.tellInstaller("exit 0"); // the second one
@@ -151,9 +152,9 @@ void tst_back::duringInstallation() {
     // The next visit installs both.
     if (answer != QMessageBox::Ok)
         return;
-    QVERIFY(wizard.walkTo(3));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
     wizard.tellInstaller("exit 0");
-    QTRY_COMPARE(wizard.window->currentId(), 4);
+    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
     QCOMPARE(wizard.installed(), names.mid(0, 1) + names);
 }
 
@@ -167,9 +168,9 @@ void tst_back::startsAtTheFirstProductAgain() {
     server.answer(4, "full");
     QTRY_COMPARE(server.requests.size(), 2);
     wizard.goBack("backDuringDownload", QMessageBox::Ok, [] {});
-    QCOMPARE(wizard.window->currentId(), 2);
+    QCOMPARE(wizard.page(), ZelMainWindow::Selection);
 
-    QVERIFY(wizard.walkTo(3));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
     QCOMPARE(wizard.find<QProgressBar>("overallProgress")->value(), 0);
     wizard.goBack("backDuringDownload", QMessageBox::Cancel, [] {});
     QCOMPARE(wizard.boxes.names().size(), 2);
@@ -177,7 +178,7 @@ void tst_back::startsAtTheFirstProductAgain() {
         QTRY_COMPARE(server.requests.size(), answered);
         server.answer(4, "full");
     }
-    QTRY_COMPARE(wizard.window->currentId(), 4);
+    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
     QCOMPARE(server.requests, QStringList({"/one.txt", "/two.txt", "/one.txt", "/two.txt"}));
 }
 

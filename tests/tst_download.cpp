@@ -52,7 +52,7 @@ void tst_download::worksThroughTheQueue() {
     zelWriteFile(wizard.downloads.filePath("two.pkg"), QByteArray(size, '2'));
     wizard.offer(products);
 
-    QVERIFY(wizard.walkTo(2));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
     const auto* status = wizard.find<QLabel>("downloadStatus");
     const auto* bytes = wizard.find<QLabel>("byteCount");
     QList<int> overall;
@@ -63,7 +63,7 @@ void tst_download::worksThroughTheQueue() {
         wizard.find<QProgressBar>("productProgress"), &QProgressBar::valueChanged, status,
         [&](int value) { shown << status->text() + QString(" %1 ").arg(value) + bytes->text(); });
     QVERIFY(wizard.startQueue());
-    QTRY_COMPARE(wizard.window->currentId(), 4);
+    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
 
     // A third each, half of it for the transfer; the second is on disk and has none.
     QCOMPARE(overall, QList({0, 166, 333, 666, 832, 999}));
@@ -105,7 +105,7 @@ void tst_download::failedTransfer() {
     wizard.boxes.answers["downloadFailed"] = {answer};
     wizard.boxes.onShow = [&vendor](QMessageBox&) { vendor.addPackage("none.pkg", size); };
     QVERIFY(wizard.startQueue());
-    QTRY_COMPARE(wizard.window->currentId(), 4);
+    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
 
     QCOMPARE(wizard.said(),
              {"Product download failed/the remote content was not found at the server (similar to "
@@ -117,7 +117,7 @@ void tst_download::failedTransfer() {
 }
 
 void tst_download::endsTheProgram() {
-    const auto statusOfQueue = [](ZelWizardDriver& wizard, const QString& name) {
+    const auto statusOfQueue = [](ZelSandbox& wizard, const QString& name) {
         wizard.offer({product(name, "http://127.0.0.1:1/none")});
         wizard.boxes.answers["downloadFailed"] = {QMessageBox::Abort};
         return ZelWizardDriver::exitStatusOf([&wizard] { wizard.startQueue(); });
@@ -174,13 +174,14 @@ void tst_download::picturesTakeTurns() {
         ZelTestWizard wizard;
         for (const QString& number : in[1].split(' '))
             wizard.addPicture("whileUWait-" + number + ".png", QColor(number.toInt(), 0, 0));
-        wizard.walkTo(0);
+        wizard.walkTo(ZelMainWindow::Welcome);
         const auto* label = wizard.find<QLabel>("whileUWait");
         const int first = red(label->pixmap());
         QStringList turns{QString::number(first)};
         while (turns.size() < 6)
             turns << QString::number(
-                red(qobject_cast<ZelDownload*>(wizard.window->page(3))->nextWUWPixmap()));
+                red(qobject_cast<ZelDownload*>(wizard.window->page(ZelMainWindow::Download))
+                        ->nextWUWPixmap()));
         if (!QTest::qWaitFor([&] { return red(label->pixmap()) != first; }))
             return QString("the pictures do not change by themselves");
         return turns.join(' ');

@@ -32,13 +32,8 @@ const QByteArray notEligible = product("Licence Manager", 4, false);
 
 constexpr qint64 exabyte = qint64(1) << 60;
 
-void toggle(const ZelWizardDriver& wizard, int row) {
-    auto* cell = wizard.find<QTableWidget>("products")->cellWidget(row, 0);
-    QTest::keyClick(cell, Qt::Key_Space);
-}
-
 QStringList showAll(const ZelWizardDriver& wizard) {
-    QTest::keyClick(wizard.find<QCheckBox>("showAll"), Qt::Key_Space);
+    wizard.press("showAll");
     return wizard.rows();
 }
 
@@ -48,20 +43,20 @@ void tst_selection::showAllAddsTheHiddenProducts() {
     ZelTestWizard wizard;
     const QString hidden = "Lumivex Atelier 21.0 for Maya 2014";
     wizard.offer({guide, product(hidden), notEligible, atelier, farmServer});
-    QVERIFY(wizard.walkTo(2));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
     QCOMPARE(wizard.said(), {});
     QStringList rows{"*Lumivex FarmServer 21.0", "*Lumivex Atelier 21.0 for Maya 2016.5",
                      "*Pens & Brushes"};
     QCOMPARE(wizard.rows(), rows);
 
-    toggle(wizard, 0);
+    wizard.toggle(0);
     rows[0].remove(0, 1);
     QCOMPARE(showAll(wizard), rows + QStringList{hidden});
-    toggle(wizard, 3);
+    wizard.toggle(3);
     QCOMPARE(showAll(wizard), rows);
     QCOMPARE(showAll(wizard), rows + QStringList{hidden});
-    toggle(wizard, 3);
-    QVERIFY(wizard.walkTo(3));
+    wizard.toggle(3);
+    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
     QCOMPARE(ZelApp::instance()->downloadList, QList({3, 0, 1}));
 }
 
@@ -74,7 +69,7 @@ void tst_selection::eachVisitAsksAnew() {
     app->host = server.hostAndPort();
     const QByteArray manifest = zelManifestXml({farmServer, atelier, guide});
     for (int visit : {1, 2}) {
-        QVERIFY(wizard.walkTo(2));
+        QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
         QTRY_COMPARE(server.requests.size(), visit);
         QCOMPARE(ZelLogCapture::lines().count("Doing assay..."), visit);
         QVERIFY(!wizard.window->button(QWizard::NextButton)->isEnabled());
@@ -123,10 +118,10 @@ void tst_selection::boxesAndExits() {
     if (event == "Ok")
         wizard.boxes.answers["installProblem"] = {QMessageBox::Ok}; // else the default, Cancel
     const auto visit = [&] {
-        wizard.walkTo(2);
+        wizard.walkTo(ZelMainWindow::Selection);
         if (event == "uncheck") {
-            toggle(wizard, 0);
-            toggle(wizard, 1);
+            wizard.toggle(0);
+            wizard.toggle(1);
             wizard.press(QWizard::NextButton);
         } else if (event == "invalid") {
             emit app->invalidManifestReply("Account closed");
@@ -138,7 +133,7 @@ void tst_selection::boxesAndExits() {
     QTEST(ZelWizardDriver::exitStatusOf(visit, 0), "status");
     QFETCH(QString, box);
     QCOMPARE(wizard.said(), QStringList{box});
-    QCOMPARE(wizard.window->currentId(), 2);
+    QCOMPARE(wizard.page(), ZelMainWindow::Selection);
     QCOMPARE(app->downloadList, {});
 }
 
@@ -149,7 +144,7 @@ void tst_selection::manifestIsLoggedAfterTheIssues() {
         QCOMPARE(box.detailedText().count('\n'), 1);
         QVERIFY(!ZelLogCapture::contains("Manifest:"));
     };
-    QVERIFY(wizard.walkTo(2));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
     const QStringList lines = ZelLogCapture::lines();
     const QString record =
         "\"%1.pkg\" zel: %2 url: QUrl(\"http://127.0.0.1:1/none\") buildid: \"7\"";
@@ -174,7 +169,7 @@ void tst_selection::fullDiskKeepsThePage() {
     for (const qint64 size : sizes)
         products << product(QString("Enormous %1").arg(products.size()), size);
     wizard.offer(products);
-    QVERIFY(!wizard.walkTo(3));
+    QVERIFY(!wizard.walkTo(ZelMainWindow::Download));
     const QString logged = ZelLogCapture::lines().filter("Bytes avail on").value(0);
     const QString text = "You do not have enough free disk space to download the selected products/"
                          "Needed %1 for selected downloads. There is %2 of available space on %3";
@@ -183,8 +178,8 @@ void tst_selection::fullDiskKeepsThePage() {
     QCOMPARE(ZelApp::instance()->downloadList, {});
 
     for (int row = 2; row < products.size(); ++row)
-        toggle(wizard, row);
-    QVERIFY(wizard.walkTo(3));
+        wizard.toggle(row);
+    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
 }
 
 ZEL_TEST_MAIN(tst_selection)

@@ -10,7 +10,6 @@ class tst_weather_transfer : public QObject {
     Q_OBJECT
 
     static constexpr int packageSize = 2'000'000;
-    static constexpr int downloadPage = 3;
 
     ZelApp* app = ZelApp::instance();
     QDir downloads = *app->GetDownloadDir();
@@ -39,14 +38,14 @@ class tst_weather_transfer : public QObject {
         user.boxes.clear();
         user.answers = {{"downloadFailed", answers}, {"backDuringDownload", {QMessageBox::Ok}}};
         ZelMainWindow window;
-        window.setStartId(downloadPage);
+        window.setStartId(ZelMainWindow::Download);
         connect(&window, &QWizard::currentIdChanged, &window, [](int page) {
-            if (page > downloadPage)
+            if (page > ZelMainWindow::Download)
                 zelStop();
         });
         return zelRun([&] {
             window.restart();
-            afterStart(window.page(downloadPage));
+            afterStart(window.page(ZelMainWindow::Download));
         });
     }
 

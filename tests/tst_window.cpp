@@ -33,7 +33,7 @@ Buttons visibleButtons(const ZelMainWindow& window) {
 
 void tst_window::releaseOnTheWelcomePictureTellsTheBuild() {
     ZelTestWizard wizard;
-    QVERIFY(wizard.walkTo(0));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Welcome));
     QWidget* page = wizard.window->currentPage();
     auto* picture = page->findChild<QLabel*>();
     QTest::mouseClick(page, Qt::LeftButton, {}, QPoint(0, 0));
@@ -48,13 +48,13 @@ void tst_window::eachPageHasItsButtons() {
     ZelTestWizard wizard;
     ZelHeldServer server;
     wizard.offer({zelProductXml("guide.pdf", "Guide", 1, 4, server.url("guide.pdf"))});
-    for (int page : {0, 1, 2}) {
+    for (auto page : {ZelMainWindow::Welcome, ZelMainWindow::Account, ZelMainWindow::Selection}) {
         QVERIFY(wizard.walkTo(page));
         QCOMPARE(wizard.window->windowTitle(), "Lumivex Community Installer");
         QCOMPARE(visibleButtons(*wizard.window), usual);
     }
 
-    QVERIFY(wizard.walkTo(3));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
     QCOMPARE(visibleButtons(*wizard.window),
              Buttons({QWizard::CustomButton1, QWizard::NextButton}));
     QCOMPARE(wizard.window->buttonText(QWizard::CustomButton1),
@@ -64,13 +64,13 @@ void tst_window::eachPageHasItsButtons() {
 
     wizard.boxes.answers["backDuringDownload"] = {QMessageBox::Ok};
     wizard.press(QWizard::CustomButton1);
-    QCOMPARE(wizard.window->currentId(), 2);
+    QCOMPARE(wizard.page(), ZelMainWindow::Selection);
     QCOMPARE(visibleButtons(*wizard.window), usual);
 
-    QVERIFY(wizard.walkTo(3));
+    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
     QTRY_COMPARE(server.requests.size(), 2);
     server.answer(4, "%PDF");
-    QTRY_COMPARE(wizard.window->currentId(), 4);
+    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
     QCOMPARE(visibleButtons(*wizard.window), Buttons{QWizard::FinishButton});
     QCOMPARE(wizard.browser.opened, {});
     wizard.press(QWizard::FinishButton);

@@ -7,5 +7,9 @@ class ZelMainWindow : public QWizard {
     Q_OBJECT
 
 public:
+    // The pages' ids, in the order in which they are walked.
+    enum Page { Welcome, Account, Selection, Download, Finished };
+    Q_ENUM(Page)
+
     ZelMainWindow();
 };

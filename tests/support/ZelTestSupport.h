@@ -1,10 +1,9 @@
 #pragma once
 
 #include "app/ZelApp.h"
-#include "drive/ZelEnvironment.h"
 #include "drive/ZelFiles.h"
+#include "drive/ZelSandbox.h"
 #include "drive/ZelVendorProcess.h"
-#include "drive/ZelWizardDriver.h"
 
 #include <QNetworkReply>
 #include <QSignalSpy>
@@ -28,7 +27,7 @@ private:
 };
 
 // The driven wizard, with its log and without the program's pictures.
-class ZelTestWizard : public ZelLogCapture, public ZelWizardDriver {
+class ZelTestWizard : public ZelLogCapture, public ZelSandbox {
 public:
     ZelTestWizard() { ZelApp::instance()->installRoot = machine.path(); }
 

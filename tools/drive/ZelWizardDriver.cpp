@@ -1,122 +1,61 @@
 #include "drive/ZelWizardDriver.h"
 
-#include "core/ZelMachineAssay.h"
-#include "drive/ZelFiles.h"
-
 #include <QAccessible>
 #include <QAccessibleInterface>
+#include <QApplication>
 #include <QCheckBox>
 #include <QLineEdit>
-#include <QNetworkAccessManager>
-#include <QNetworkProxy>
-#include <QNetworkReply>
 #include <QTableWidget>
 #include <QTest>
 #include <QTimer>
-#include <sys/stat.h>
 
-namespace {
-
-constexpr char installerScript[] = R"(#!/bin/bash
-here=${0%/*}
-printf '%s\n' "${0##*/} $*" >>"$here/calls"
-while read -r command; do eval "$command"; done <"$here/gate"
-)";
-
-// Nothing but Maya, in the order of installation.
-constexpr char profilerScript[] = R"(#!/bin/bash
-echo '<plist version="1.0"><array><dict>'
-for version in 2014 2016 2016.5; do
-    echo "<key>_name</key><string>Autodesk Maya $version Core</string>"
-done
-echo '</dict></array></plist>'
-)";
-
-} // namespace
-
-ZelWizardDriver::ZelWizardDriver()
-    : path("PATH", QFile::encodeName(machine.filePath("bin"))),
-      downloads(*ZelApp::instance()->GetDownloadDir()) {
-    for (const char* name : {"bin/installer", "bin/open"})
-        zelWriteFile(machine.filePath(name), installerScript, true);
-    gate.setFileName(machine.filePath("bin/gate"));
-    // Open for both directions, the driver never waits for an installer.
-    if (mkfifo(QFile::encodeName(gate.fileName()).constData(), 0600) != 0 ||
-        !gate.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
-        qFatal("cannot make a fifo");
-
-    ZelApp* app = ZelApp::instance();
-    app->manifestFile = machine.filePath("manifest.xml");
-    app->runInstallers = true;
-    ZelMachineAssay::Singleton()->possibleLocations.clear();
-    ZelMachineAssay::Singleton()->profilerPath =
-        zelWriteFile(machine.filePath("profiler"), profilerScript, true);
-}
-
-ZelWizardDriver::~ZelWizardDriver() {
-    // Without its window first, so that what ends now does not go on to the next step.
-    window.reset();
-    QNetworkAccessManager* network = ZelApp::instance()->getNetworkManager();
-    const QList<QNetworkReply*> replies = network->findChildren<QNetworkReply*>();
-    for (QNetworkReply* reply : replies)
-        reply->abort();
-    network->setProxy(QNetworkProxy::DefaultProxy);
-    downloads.removeRecursively();
-    downloads.mkpath(".");
-}
-
-void ZelWizardDriver::offer(const QByteArrayList& products) const {
-    zelWriteFile(machine.filePath("manifest.xml"), zelManifestXml(products));
-}
-
-void ZelWizardDriver::offerOnDisk(const QStringList& names) const {
-    QByteArrayList products;
-    for (const QString& name : names) {
-        zelWriteFile(downloads.filePath(name), "xar!");
-        products << zelProductXml(name, "Label of " + name, 1, 4, "http://127.0.0.1:1/none");
-    }
-    offer(products);
-}
-
-QStringList ZelWizardDriver::installerCalls() const {
-    QFile file(machine.filePath("bin/calls"));
-    return file.open(QIODevice::ReadOnly)
-               ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts)
-               : QStringList();
-}
-
-bool ZelWizardDriver::walkTo(int page) {
+bool ZelWizardDriver::walkTo(ZelMainWindow::Page target) {
     if (!window) {
         window = std::make_unique<ZelMainWindow>();
         window->show();
     }
-    while (window->currentId() < page) {
-        const int before = window->currentId();
-        if (before == 1 && !window->currentPage()->isComplete())
+    while (page() < target) {
+        const ZelMainWindow::Page before = page();
+        if (before == ZelMainWindow::Account && !window->currentPage()->isComplete())
             signIn();
         press(QWizard::NextButton);
-        if (window->currentId() == before)
+        if (page() == before)
             return false;
     }
     return true;
 }
 
-void ZelWizardDriver::signIn() {
-    QTest::keyClicks(find<QLineEdit>("userName"), "user");
-    QTest::keyClicks(find<QLineEdit>("password"), "pass");
-}
-
 bool ZelWizardDriver::startQueue() {
     const auto onShow = std::exchange(boxes.onShow, nullptr);
-    if (!walkTo(2))
+    if (!walkTo(ZelMainWindow::Selection))
         return false;
     boxes.boxes.clear();
     boxes.onShow = onShow;
-    return walkTo(3);
+    return walkTo(ZelMainWindow::Download);
 }
 
-void ZelWizardDriver::press(QWizard::WizardButton button) {
+void ZelWizardDriver::signIn(const QString& user, const QString& password) const {
+    QTest::keyClicks(find<QLineEdit>("userName"), user);
+    QTest::keyClicks(find<QLineEdit>("password"), password);
+}
+
+void ZelWizardDriver::press(QWizard::WizardButton button) const {
     QTest::mouseClick(window->button(button), Qt::LeftButton);
+}
+
+void ZelWizardDriver::press(const char* name) const {
+    auto* button = find<QAbstractButton>(name);
+    button->setFocus();
+    QTest::keyClick(button, Qt::Key_Space);
+}
+
+void ZelWizardDriver::toggle(int row) const {
+    QTest::keyClick(find<QTableWidget>("products")->cellWidget(row, 0), Qt::Key_Space);
+}
+
+void ZelWizardDriver::key(int key, int times) {
+    for (int i = 0; i < times; ++i)
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key(key));
 }
 
 QStringList ZelWizardDriver::rows() const {

@@ -1,48 +1,39 @@
 #pragma once
 
-#include "app/ZelApp.h"
 #include "drive/ZelBoxDriver.h"
 #include "drive/ZelBrowser.h"
-#include "drive/ZelEnvironment.h"
 #include "wizard/ZelMainWindow.h"
 
 #include <QAbstractButton>
-#include <QRegularExpression>
-#include <QTemporaryDir>
+#include <memory>
 
-// The real wizard on a machine of the test's own making, and what a user does with it. Maya 2014,
-// 2016 and 2016.5 are installed there and none of the vendor's products. All of it goes with this
-// object, whatever state it was left in.
+// What a user does with the wizard, one thing at a time, and what they see of it. No call waits:
+// each returns when its click or key has been dealt with, whatever comes of it later.
 class ZelWizardDriver {
 public:
-    ZelWizardDriver();
-    ~ZelWizardDriver();
-
-    // The products on offer, from the next visit to the selection page on.
-    void offer(const QByteArrayList& products) const;
-
-    // Offers products whose packages are in the download folder already.
-    void offerOnDisk(const QStringList& names) const;
-
-    // What the package installer does, in shell lines; it waits for the next until one ends it.
-    void tellInstaller(const QByteArray& line) { gate.write(line + '\n'); }
-
-    // The command lines that package installers were run with, and the packages in them.
-    QStringList installerCalls() const;
-    QStringList installed() const { return installerCalls().replaceInStrings(leadingPath, ""); }
-
-    // Opens the window and goes to a page with Next, signing in on the way. False when the wizard
-    // stopped before it.
-    bool walkTo(int page);
-
-    // Enters the user id "user" and the password "pass".
-    void signIn();
+    // Goes to a page with Next, signing in on the way; opens a window when there is none. False
+    // when the wizard stopped before it.
+    bool walkTo(ZelMainWindow::Page page);
 
     // Goes on to the download page. The box that an offer without render server and Maya tools
     // calls forth before is not among the boxes.
     bool startQueue();
 
-    void press(QWizard::WizardButton button);
+    // Enters a user id and a password.
+    void signIn(const QString& user = "user", const QString& password = "pass") const;
+
+    void press(QWizard::WizardButton button) const;
+
+    // Presses a control of a page.
+    void press(const char* name) const;
+
+    // Checks or unchecks a row of the selection page.
+    void toggle(int row) const;
+
+    // Presses a key where the focus is.
+    static void key(int key, int times = 1);
+
+    ZelMainWindow::Page page() const { return ZelMainWindow::Page(window->currentId()); }
 
     // The labels on the selection page as a person reads them, checked ones with a "*".
     QStringList rows() const;
@@ -61,12 +52,5 @@ public:
 
     ZelBoxDriver boxes;
     ZelBrowser browser;
-    QTemporaryDir machine;
-    ZelEnvironment path;
-    QDir downloads;
-    std::unique_ptr<ZelMainWindow> window; // from walkTo on
-
-private:
-    const QRegularExpression leadingPath{".*/"};
-    QFile gate;
+    std::unique_ptr<ZelMainWindow> window; // goes with the driver, also one that the program made
 };

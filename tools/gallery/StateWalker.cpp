@@ -3,11 +3,9 @@
 #include "core/ZelMachineAssay.h"
 #include "drive/ZelFiles.h"
 
-#include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
-#include <QPushButton>
 #include <QSslConfiguration>
 #include <QSslKey>
 #include <QTest>
@@ -47,7 +45,7 @@ void StateWalker::walk() {
 
 // Plays one scene in an event loop of its own, since some of them end the program.
 void StateWalker::scene(const QString& name, const std::function<void()>& play) {
-    ZelWizardDriver wizard;
+    ZelSandbox wizard;
     ZelApp* app = ZelApp::instance();
     driver = &wizard;
     current = name;
@@ -65,7 +63,7 @@ void StateWalker::scene(const QString& name, const std::function<void()>& play) 
             onState("box, " + current + ", details", box);
         }
     };
-    ZelWizardDriver::exitStatusOf(
+    ZelSandbox::exitStatusOf(
         [&] {
             app->Start();
             wizard.window.reset(app->wizard);
@@ -79,13 +77,13 @@ void StateWalker::scene(const QString& name, const std::function<void()>& play) 
 void StateWalker::pagesBeforeDownload() {
     scene("welcome", [&] {
         seen("welcome");
-        press(QWizard::NextButton);
+        driver->press(QWizard::NextButton);
         seen("sign-in, empty");
         driver->signIn();
         seen("sign-in, filled");
-        QTest::mouseClick(find<QPushButton>("accountAdvancedButton"), Qt::LeftButton);
+        driver->press("accountAdvancedButton");
         seen("sign-in, advanced");
-        key(Qt::Key_Tab);
+        driver->key(Qt::Key_Tab);
         QTest::keyClicks(find<QLineEdit>("proxy"), "proxy.studio.example:3128");
         seen("sign-in, proxy entered");
     });
@@ -102,8 +100,7 @@ void StateWalker::pagesBeforeDownload() {
                {atelier},
                {guide}});
         openSelection();
-        find<QCheckBox>("showAll")->setFocus();
-        key(Qt::Key_Space);
+        driver->press("showAll");
         seen("selection, hidden products shown");
     });
     scene("selection", [&] {
@@ -113,7 +110,7 @@ void StateWalker::pagesBeforeDownload() {
         offer(products);
         openSelection();
         seen("selection, many products and a long label");
-        key(Qt::Key_Tab, 21);
+        driver->key(Qt::Key_Tab, 21);
         seen("selection, many products by keyboard");
     });
 }
@@ -145,15 +142,14 @@ void StateWalker::boxesBeforeDownload() {
     scene("nothing selected", [&] {
         offer({{farmServer}, {atelier}});
         openSelection();
-        const auto checkboxes = driver->window->currentPage()->findChildren<QCheckBox*>();
-        for (QCheckBox* checkbox : checkboxes)
-            checkbox->setChecked(false);
-        press(QWizard::NextButton);
+        for (int row : {0, 1})
+            driver->toggle(row);
+        driver->press(QWizard::NextButton);
     });
     scene("disk full", [&] {
         offer({{farmServer, qint64(1) << 50}, {atelier}});
         openSelection();
-        press(QWizard::NextButton);
+        driver->press(QWizard::NextButton);
     });
     for (const char* name : {"IP:127.0.0.1", "DNS:elsewhere.example"}) {
         server.setSslConfiguration(selfSigned(name));
@@ -195,7 +191,7 @@ void StateWalker::downloadPage() {
         waitForRequest();
         startInstaller();
         driver->tellInstaller("exit");
-        waitFor("the last page", [&] { return driver->window->currentId() == 4; });
+        waitFor("the last page", [&] { return driver->page() == ZelMainWindow::Finished; });
         seen("finished");
     });
 }
@@ -204,12 +200,12 @@ void StateWalker::downloadBoxes() {
     const QList<Product> products{{farmServer}, {atelier}};
     scene("back while downloading", [&] {
         openDownload(products);
-        press(QWizard::CustomButton1);
+        driver->press(QWizard::CustomButton1);
     });
     scene("back while installing", [&] {
         openDownload(products);
         startInstaller();
-        press(QWizard::CustomButton1);
+        driver->press(QWizard::CustomButton1);
         driver->tellInstaller("exit");
         waitForRequest();
     });
@@ -217,7 +213,7 @@ void StateWalker::downloadBoxes() {
         // Longer than a file name may be.
         offer({{farmServer, 4096, QString(300, 'x')}, {atelier}});
         openSelection();
-        press(QWizard::NextButton);
+        driver->press(QWizard::NextButton);
     });
     scene("download failed", [&] {
         driver->boxes.answers["downloadFailed"] = {QMessageBox::Abort};
@@ -250,7 +246,7 @@ void StateWalker::offer(const QList<Product>& products) {
 
 // With the server's manifest, up to its request.
 void StateWalker::openSelection() {
-    driver->walkTo(2);
+    driver->walkTo(ZelMainWindow::Selection);
     if (ZelApp::instance()->manifestFile.isEmpty())
         waitForRequest();
 }
@@ -266,15 +262,6 @@ void StateWalker::startInstaller() {
     server.answer(4096, QByteArray(4096, 'x'));
     waitFor("an installation",
             [&] { return find<QProgressBar>("productProgress")->maximum() == 0; });
-}
-
-void StateWalker::key(int key, int times) {
-    for (int i = 0; i < times; ++i)
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key(key));
-}
-
-void StateWalker::press(QWizard::WizardButton button) {
-    driver->press(button);
 }
 
 void StateWalker::seen(const QString& state) {

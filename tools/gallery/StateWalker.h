@@ -1,7 +1,7 @@
 #pragma once
 
 #include "drive/ZelHeldServer.h"
-#include "drive/ZelWizardDriver.h"
+#include "drive/ZelSandbox.h"
 
 // Brings the real wizard into one state after another that a person can meet: every page, every
 // box. It runs on a machine of its own making, with package installers that wait to be told how to
@@ -36,8 +36,6 @@ private:
     void openSelection();
     void openDownload(const QList<Product>& products);
     void startInstaller();
-    void key(int key, int times = 1);
-    void press(QWizard::WizardButton button);
     void seen(const QString& state);
     void waitForRequest();
     void waitForBox(const QString& name);
@@ -47,6 +45,6 @@ private:
     }
 
     ZelHeldServer server;
-    ZelWizardDriver* driver = nullptr; // of the scene
-    QString current;                   // the scene
+    ZelSandbox* driver = nullptr; // of the scene
+    QString current;              // the scene
 };

@@ -1,12 +1,9 @@
 #include "RoadWalker.h"
 
 #include "app/ZelApp.h"
-#include "wizard/ZelMainWindow.h"
 
-#include <QCheckBox>
 #include <QDir>
 #include <QLabel>
-#include <QLineEdit>
 #include <QProgressBar>
 #include <QTest>
 #include <algorithm>
@@ -25,14 +22,15 @@ void print(const QString& line) {
 
 } // namespace
 
-RoadWalker::RoadWalker(const QString& shotFolder)
-    : folder(shotFolder), window(ZelApp::instance()->wizard) {
+RoadWalker::RoadWalker(const QString& shotFolder) : folder(shotFolder) {
     QDir().mkpath(folder);
-    driver.onShow = [this](QMessageBox& box) {
+    driver.window.reset(ZelApp::instance()->wizard);
+    driver.boxes.onShow = [this](QMessageBox& box) {
         shoot(box, "box-" + box.objectName());
         if (box.objectName() == "downloadFailed") {
             retried = !retried;
-            driver.answers[box.objectName()] = {retried ? QMessageBox::Retry : QMessageBox::Ignore};
+            driver.boxes.answers[box.objectName()] = {retried ? QMessageBox::Retry
+                                                              : QMessageBox::Ignore};
         }
     };
     connect(ZelApp::instance(), qOverload<int>(&ZelApp::finishedDownload), this, [this](int index) {
@@ -61,72 +59,50 @@ bool RoadWalker::waitFor(const QString& what, const std::function<bool()>& condi
     return QTest::qWaitFor(condition, patience) || fail("waited in vain for " + what);
 }
 
-void RoadWalker::press(QAbstractButton* button) {
-    button->setFocus();
-    QTest::keyClick(button, Qt::Key_Space);
-}
-
 void RoadWalker::walk() {
     if (!walkPages())
         QApplication::exit(1);
 }
 
 bool RoadWalker::walkPages() {
-    if (!waitFor("the welcome page", [this] { return window->isVisible(); }))
+    if (!waitFor("the welcome page", [this] { return driver.window->isVisible(); }))
         return false;
-    shoot(*window, "welcome");
-    press(window->button(QWizard::NextButton));
+    shoot(*driver.window, "welcome");
     if (!signIn() || !chooseProducts() || !downloadAndInstall())
         return false;
-    shoot(*window, "finished");
-    press(window->button(QWizard::FinishButton));
+    shoot(*driver.window, "finished");
+    driver.press(QWizard::FinishButton);
     return true;
 }
 
 bool RoadWalker::signIn() {
-    if (!waitFor("the sign-in page", [this] { return window->currentId() == 1; }))
-        return false;
-    shoot(*window, "sign-in");
-    press(window->findChild<QAbstractButton*>("accountAdvancedButton"));
-    QTest::keyClicks(window->findChild<QLineEdit*>("userName"), userId);
-    auto* passwordField = window->findChild<QLineEdit*>("password");
-    QTest::keyClicks(passwordField, password);
-    shoot(*window, "sign-in-filled");
-    QTest::keyClick(passwordField, Qt::Key_Return);
+    driver.walkTo(ZelMainWindow::Account);
+    shoot(*driver.window, "sign-in");
+    driver.press("accountAdvancedButton");
+    driver.signIn(userId, password);
+    shoot(*driver.window, "sign-in-filled");
+    QTest::keyClick(driver.find<QWidget>("password"), Qt::Key_Return);
     return waitFor("the product list", [this] {
-        return window->currentId() == 2 && window->currentPage()->isComplete();
+        return driver.page() == ZelMainWindow::Selection &&
+               driver.window->currentPage()->isComplete();
     });
 }
 
 bool RoadWalker::chooseProducts() {
-    shoot(*window, "selection");
-    auto* showAll = window->findChild<QCheckBox*>("showAll");
-    const auto checkboxes = [this, showAll] {
-        QList<QCheckBox*> boxes = window->currentPage()->findChildren<QCheckBox*>();
-        boxes.removeOne(showAll);
-        return boxes;
-    };
-    const QList<QCheckBox*> chosen = checkboxes();
-    for (const QCheckBox* checkbox : chosen)
-        proposed << checkbox->text().replace("&&", "&");
-
-    press(showAll);
-    // The rows are made anew; those that were replaced go with the next events.
-    if (!waitFor("the hidden products", [&] {
-            return checkboxes().size() > proposed.size() && !checkboxes().contains(chosen.value(0));
-        }))
-        return false;
-    press(checkboxes().constLast());
-    shoot(*window, "selection-show-all");
-    press(window->button(QWizard::NextButton));
-    return waitFor("the download page", [this] { return window->currentId() == 3; });
+    shoot(*driver.window, "selection");
+    proposed = driver.rows();
+    driver.press("showAll");
+    const auto shown = int(driver.rows().size());
+    check(shown > proposed.size(), "no hidden products were shown");
+    driver.toggle(shown - 1);
+    shoot(*driver.window, "selection-show-all");
+    return driver.walkTo(ZelMainWindow::Download) || fail("the download page was not reached");
 }
 
 bool RoadWalker::downloadAndInstall() {
     const ZelApp* app = ZelApp::instance();
-    const QString status = "downloadStatus";
-    const auto* label = window->findChild<QLabel*>(status);
-    const auto* bar = window->findChild<QProgressBar*>("productProgress");
+    const auto* label = driver.find<QLabel>("downloadStatus");
+    const auto* bar = driver.find<QProgressBar>("productProgress");
 
     // One picture in the middle of a transfer and one of an installation.
     auto* connection = new QObject(this);
@@ -134,13 +110,13 @@ bool RoadWalker::downloadAndInstall() {
         if (value > 0 && value < bar->maximum()) {
             connection->deleteLater();
             QObject::disconnect(bar, nullptr, connection, nullptr);
-            shoot(*window, "downloading");
+            shoot(*driver.window, "downloading");
         }
     });
     if (!waitFor("an installation", [label] { return label->text().startsWith("Installing "); }))
         return false;
-    shoot(*window, "installing");
-    if (!waitFor("the finished page", [this] { return window->currentId() == 4; }))
+    shoot(*driver.window, "installing");
+    if (!waitFor("the finished page", [this] { return driver.page() == ZelMainWindow::Finished; }))
         return false;
     const auto wanted = std::ranges::count_if(
         app->downloadList, [app](int index) { return !app->manifest[index].downloaded; });
@@ -159,8 +135,8 @@ bool RoadWalker::report(int status) {
 
     check(!proposed.isEmpty(), "no product was proposed");
     for (const QString& label : std::as_const(proposed))
-        print("proposed:   " + label);
-    for (const ZelSeenBox& box : std::as_const(driver.boxes)) {
+        print("proposed:   " + label.mid(1)); // behind the "*" of a checked one
+    for (const ZelSeenBox& box : std::as_const(driver.boxes.boxes)) {
         print(QString("box:        %1 (%2)").arg(box.text, box.name));
         if (!box.detailedText.isEmpty())
             print("            " + box.detailedText);
@@ -181,7 +157,7 @@ bool RoadWalker::report(int status) {
     for (const QString& line : installed.split('\n', Qt::SkipEmptyParts))
         print("installed:  " + line);
 
-    const QUrl opened = browser.opened.value(0);
+    const QUrl opened = driver.browser.opened.value(0);
     check(opened == app->successUrl, "the success page was not opened");
     print("opened:     " + opened.toString());
     print(QString("pictures:   %1 in %2").arg(shots).arg(folder));

@@ -1,15 +1,11 @@
 #pragma once
 
-#include "drive/ZelBoxDriver.h"
-#include "drive/ZelBrowser.h"
+#include "drive/ZelWizardDriver.h"
 
 #include <QList>
 #include <functional>
 
-class QAbstractButton;
-class ZelMainWindow;
-
-// Walks the installer from the welcome page to the finished one, by keyboard, as a user would.
+// Walks the installer from the welcome page to the finished one, as a user would.
 class RoadWalker : public QObject {
 public:
     // Pictures go to `shotFolder`, which is made when missing.
@@ -31,12 +27,9 @@ private:
     bool fail(const QString& problem);
     void check(bool happened, const QString& problem);
     void shoot(QWidget& widget, const QString& name);
-    void press(QAbstractButton* button);
 
     QString folder;
-    ZelBoxDriver driver;
-    ZelBrowser browser;
-    ZelMainWindow* window;
+    ZelWizardDriver driver;
     int shots = 0;
     QStringList proposed;
     QStringList problems;
