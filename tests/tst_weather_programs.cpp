@@ -41,7 +41,8 @@ void tst_weather_programs::renderers() {
     const QHash<QString, QByteArray> behaviours{
         {"sound", banner + " >&2"},
         {"hangs", banner + " >&2; exec sleep 60"},
-        {"floods with 100 MB", "head -c 100000000 /dev/zero >&2; " + banner + " >&2"},
+        {"floods with 20 MB", "yes | head -c 20000000 >&2; " + banner + " >&2"},
+        {"begins with a NUL byte", "head -c 1 /dev/zero >&2; " + banner + " >&2"},
         {"prints half a line", "printf 'Corvane Radiant Lumivex 21.0 @' >&2"},
         {"prints to standard output only", banner},
         {"dies by a signal", banner + " >&2; kill -SEGV $$"},
@@ -95,7 +96,7 @@ void tst_weather_programs::installerFloods() {
     wizard.offerOnDisk({"first.pkg"});
     QVERIFY(wizard.startQueue());
     wizard.tellInstaller("/usr/bin/head -c 20000000 /dev/zero | /usr/bin/tr '\\0' x; exit 0");
-    QTRY_COMPARE_WITH_TIMEOUT(wizard.window->currentId(), 4, 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(wizard.page(), ZelMainWindow::Finished, 30000);
     qsizetype logged = 0;
     for (const QString& line : ZelLogCapture::lines().filter("installer stdout:"))
         logged += line.count('x');
