@@ -51,8 +51,7 @@ int main(int argc, char** argv) {
     QFile file(argc == 3 ? argv[2] : "");
     if (!file.open(QIODevice::ReadOnly))
         return 2;
-    QXmlInputSource source;
-    source.setData(file.readAll());
+    const QByteArray document = file.readAll();
 
     QElapsedTimer clock;
     clock.start();
@@ -64,13 +63,15 @@ int main(int argc, char** argv) {
         QXmlDefaultHandler& handler = mode == "keeping" ? keeping : nothing;
         reader.setContentHandler(&handler);
         reader.setErrorHandler(&handler);
+        QXmlInputSource source;
+        source.setData(document);
         if (!reader.parse(&source, false))
             return 1;
         return ZelPrintFigures({{"wall", ZelElapsed(clock)}});
     }
     QList<ZelManifestElement> manifest;
     ZelManifestHandler handler(manifest);
-    if (!ZelReadManifest(source, handler))
+    if (!handler.read(document))
         return 1;
     return ZelPrintFigures({{"wall", ZelElapsed(clock)}, {"records", double(manifest.size())}});
 }

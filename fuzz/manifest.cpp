@@ -4,15 +4,12 @@
 
 #include "core/ZelManifestHandler.h"
 
-#include <QXmlInputSource>
 #include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     QList<ZelManifestElement> list;
     ZelManifestHandler handler(list);
-    QXmlInputSource source;
-    source.setData(fuzzBytes(data, size));
-    ZelReadManifest(source, handler);
+    handler.read(fuzzBytes(data, size));
 
     QRegExp pattern("Atelier.*Maya.*2014([^.]|$)");
     const int found = ZelManifestElement::FindHighestVersionOfProduct(list, pattern);

@@ -4,19 +4,12 @@
 
 #include "core/zelProfileHandler.h"
 
-#include <QXmlInputSource>
-#include <QXmlSimpleReader>
 #include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ZelMachineAssay assay;
     zelProfileHandler handler(&assay.products, &assay.attributes);
-    QXmlSimpleReader reader;
-    reader.setContentHandler(&handler);
-    reader.setErrorHandler(&handler);
-    QXmlInputSource source;
-    source.setData(fuzzBytes(data, size));
-    reader.parse(&source, false);
+    handler.read(fuzzBytes(data, size));
 
     QList<ZelProductHash> mayas;
     assay.GetProducts("Maya", mayas);

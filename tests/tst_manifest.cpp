@@ -2,14 +2,13 @@
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
-#include <QXmlInputSource>
+#include <QElapsedTimer>
 
 // Reads a document into the list; tells how that went and what the list holds then.
 static QString readInto(QList<ZelManifestElement>& list, const QString& xml) {
     ZelManifestHandler handler(list);
-    QXmlInputSource source;
-    source.setData(QString(xml).replace("\\n", "\n"));
-    QString result = ZelReadManifest(source, handler) ? "ok" : "failed";
+    const QByteArray document = QString(xml).replace("\\n", "\n").toUtf8();
+    QString result = handler.read(document) ? "ok" : "failed";
     for (const ZelManifestElement& e : std::as_const(list)) {
         const QStringList texts{e.Name, e.SimpleName, e.BuildID, e.DownloadURL.toString()};
         result += "; " + texts.join('|') + '|' + QString::number(e.FileSize) +
@@ -60,6 +59,46 @@ private slots:
         const QString harmless = QString("&amp;&#65;").repeated(10000);
         QCOMPARE(readInto(list, "<M><ProductInfo/><Name>" + name + "</Name>" + harmless + "</M>"),
                  "ok; a||||0; " + name + "||||0");
+    }
+
+    // Only a document type that declares something is refused, before anything of it is read.
+    void documentTypes() {
+        const QString reason = "a manifest declares nothing in its document type";
+        const auto run = [&reason](QStringList in) {
+            const QString nested(200000, '(');
+            QList<ZelManifestElement> list;
+            ZelManifestHandler handler(list);
+            const QString type = "<!DOCTYPE M " + in[0].replace("((", nested) + '>';
+            if (handler.read((type + "<a:M><ProductInfo/></a:M>").toUtf8()))
+                return QString("read");
+            return QString(handler.problem.endsWith(": " + reason) ? "refused" : "broken");
+        };
+        const ZelLogCapture log;
+        zelCheckTable(R"( => read
+            [ ] => read
+            PUBLIC 'a' '[<' [] => read
+            [<!ELEMENT M (( => refused
+            SYSTEM 'x' [%a;] => refused
+            [<!ENTITY % p "<!ELEMENT a ">%p;(( => refused
+            ><!DOCTYPE M [<!ENTITY a "">] => refused
+            []<!ELEMENT M (( => broken
+            [><!ELEMENT M (( => broken)",
+                      run);
+        QVERIFY(log.lines()[0].endsWith(": \"" + reason + "\" "));
+    }
+
+    // The time that a prefix takes must not grow with their number.
+    void manyPrefixes() {
+        QString root = "M";
+        for (int i = 0; i < 5000; ++i)
+            root += QString(" xmlns:p%1='u'").arg(i);
+        QList<ZelManifestElement> list;
+        QElapsedTimer time;
+        time.start();
+        QCOMPARE(readInto(list, '<' + root + "><p1:ProductInfo/>" +
+                                    QString("<a xmlns='v'/>").repeated(5000) + "</M>"),
+                 "ok; ||||0");
+        QVERIFY(time.elapsed() < 10000);
     }
 
     // From SimpleName and Name to version, build and kind.

@@ -3,6 +3,7 @@
 #include "support/ZelWeather.h"
 
 #include <QElapsedTimer>
+#include <csignal>
 
 // Programs of the machine that do not behave: the renderer, the profiler, the package installer.
 class tst_weather_programs : public QObject {
@@ -81,6 +82,10 @@ void tst_weather_programs::profilers() {
         {"prints half a document", start},
         {"prints 50 MB", start + flood + "49999981\n" + end},
         {"dies in the middle", start + "kill -SEGV $$"},
+        {"nests a million elements", start + "yes '<a>' | head -1000000"},
+        {"nests a million parentheses",
+         "echo '<!DOCTYPE p [<!ELEMENT p '; yes '(' | head -1000000"},
+        {"prints garbage without end", start + "echo $$ >$0.pid; exec yes '<'"},
     };
     assay.possibleLocations.clear();
     assay.profilerPath = script("profiler", behaviours.value(zelWeather()));
@@ -89,6 +94,9 @@ void tst_weather_programs::profilers() {
     else
         QVERIFY2(behaviours.contains(zelWeather()), "a weather that nobody makes");
     QTEST(find(), "expected");
+    QFile pid(assay.profilerPath + ".pid");
+    if (pid.open(QIODevice::ReadOnly)) // what it goes on to print would fill the memory
+        QVERIFY(kill(pid.readAll().trimmed().toInt(), 0) != 0);
 }
 
 void tst_weather_programs::installerFloods() {

@@ -360,26 +360,12 @@ private slots:
         const auto spoilt = [](QByteArray text, const char* before, const char* after) {
             return text.replace(before, after);
         };
-        const auto document = [](const QByteArray& head, const QByteArray& name) {
-            return "<!DOCTYPE M [" + head + "]><M><ProductInfo><Name>" + name +
-                   "</Name></ProductInfo></M>";
-        };
         row("empty", check, "");
         row("truncated", check, goodManifest.left(200));
         row("web page", check, "<html><title>Error 404</title></html>");
         row("nested elements", check, QByteArray("<a>").repeated(100000));
         row("nested content models", check,
-            document("<!ELEMENT M " + QByteArray(200000, '('), "&a;"));
-        row("many entities", check, document(QByteArray("<!ENTITY a 'x'>").repeated(20000), "&a;"));
-        row("entities that grow", check,
-            document("<!ENTITY a '" + QByteArray(4000, 'x') + "'>",
-                     QByteArray("&a;").repeated(100000)));
-        row("entities within entities", check,
-            document("<!ENTITY a 'xx'><!ENTITY b '&a;&a;'>", "&b;"));
-        row("entities made of parameters", check,
-            document("<!ENTITY % a 'xx'><!ENTITY % b '&#37;a;&#37;a;'><!ENTITY c '%b;'>", "&c;"));
-        row("many uses of an odd name", check,
-            document("<!ENTITY a\u0301 'x'>", QByteArray("&a\u0301;").repeated(20000)));
+            "<!DOCTYPE M [<!ENTITY % p '<!ELEMENT a '>%p;" + QByteArray(200000, '('));
         row("directory", {"check", directory.path()}, "");
         row("no such file", {"check", "%1.missing"}, "");
         row("older manifest", {"check", "--against", "%1", offer[1]}, "<M/>");

@@ -14,7 +14,6 @@
 #include <memory>
 
 class QNetworkAccessManager;
-class QXmlInputSource;
 class ZelMachineAssay;
 class ZelMainWindow;
 
@@ -115,7 +114,7 @@ public:
 
 private:
     bool isManifestIndex(int index) const { return index >= 0 && index < manifest.size(); }
-    bool parseManifest(const QXmlInputSource& source);
+    bool parseManifest(const QByteArray& document);
     void loadLocalManifest(QString& path, const char* variable, const char* start,
                            const char* success);
     QNetworkAccessManager* managerForRequest();

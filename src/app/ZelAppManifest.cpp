@@ -8,7 +8,6 @@
 #include <QHttpMultiPart>
 #include <QNetworkAccessManager>
 #include <QRegularExpression>
-#include <QXmlInputSource>
 
 namespace {
 
@@ -85,9 +84,7 @@ void ZelApp::replyFromManifestRequest(QNetworkReply* reply) {
     if (validation.startsWith("Approved")) {
         qDebug() << "Manifest request approved";
         const QByteArray body = reply->readAll();
-        QXmlInputSource source;
-        source.setData(body);
-        const bool parsed = parseManifest(source);
+        const bool parsed = parseManifest(body);
         appendManifest();
         if (parsed) {
             emit validManifestReply();
@@ -110,9 +107,9 @@ void ZelApp::replyFromManifestRequest(QNetworkReply* reply) {
     reply->deleteLater();
 }
 
-bool ZelApp::parseManifest(const QXmlInputSource& source) {
+bool ZelApp::parseManifest(const QByteArray& document) {
     ZelManifestHandler handler(manifest);
-    const bool parsed = ZelReadManifest(source, handler);
+    const bool parsed = handler.read(document);
     if (handler.successUrl)
         successUrl = *handler.successUrl;
     return parsed;
@@ -135,5 +132,6 @@ void ZelApp::loadLocalManifest(QString& path, const char* variable, const char* 
         return;
     qDebug() << start << path;
     QFile file(path);
-    qDebug() << (parseManifest(QXmlInputSource(&file)) ? success : "failed to parse alt manifest");
+    const QByteArray document = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    qDebug() << (parseManifest(document) ? success : "failed to parse alt manifest");
 }

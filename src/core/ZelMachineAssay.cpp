@@ -5,8 +5,6 @@
 #include <QDebug>
 #include <QFileInfo>
 #include <QProcess>
-#include <QXmlInputSource>
-#include <QXmlSimpleReader>
 
 #ifdef Q_OS_MACOS
 #include <sys/mount.h>
@@ -76,21 +74,18 @@ void ZelMachineAssay::DoAssay() {
     attributes[ZelAttrPlatform] = "osx";
 
     zelProfileHandler handler(&products, &attributes);
-    QXmlSimpleReader reader;
-    reader.setContentHandler(&handler);
-    reader.setErrorHandler(&handler);
-
     // Never released: destroying a process that still runs kills it and waits for its end.
     QProcess* profiler = new QProcess;
     const QStringList arguments{"-xml", "SPHardwareDataType", "SPInstallHistoryDataType"};
     qDebug() << "running" << profilerPath << arguments;
     profiler->start(profilerPath, arguments, QIODevice::ReadOnly);
 
-    QXmlInputSource source(profiler);
-    if (reader.parse(&source, false))
+    if (handler.read(profiler)) {
         qDebug() << "Got system profile" << attributes << products;
-    else
+    } else {
         qDebug() << "Couldn't read system_profiler output";
+        profiler->close(); // it may print for ever, and all of it would be kept
+    }
 
     findCorvaneProducts();
 }

@@ -1,9 +1,6 @@
 #include "core/ZelManifestHandler.h"
 
-#include "core/ZelXmlGuard.h"
-
 #include <QDebug>
-#include <QXmlSimpleReader>
 
 namespace {
 
@@ -34,13 +31,6 @@ constexpr struct {
     {QLatin1String("ZELSuccessURL"), SuccessURL},
 };
 
-// The reader calls itself for each level: thousands would overflow its stack. Manifests have two.
-constexpr int maxDepth = 500;
-
-// In characters. A longer one, used as often as the guard lets it, would fill the memory; so would
-// one that uses others, whose lengths multiply.
-constexpr int maxEntityLength = 4096;
-
 Field fieldOf(const QString& name) {
     for (const auto& element : elements) {
         if (name == element.name)
@@ -59,27 +49,12 @@ QString kept(const QString& text) {
 
 ZelManifestHandler::ZelManifestHandler(QList<ZelManifestElement>& target) : list(target) {}
 
-bool ZelManifestHandler::startElement(const QString&, const QString& localName, const QString&,
-                                      const QXmlAttributes&) {
-    if (++depth > maxDepth)
-        return refuse("elements are nested too deeply");
-    state = fieldOf(localName);
+bool ZelManifestHandler::beginElement(const QString& name) {
+    state = fieldOf(name);
     if (state == NewProduct) {
         list.emplaceBack();
         state = NoField;
     }
-    return true;
-}
-
-bool ZelManifestHandler::endElement(const QString&, const QString&, const QString&) {
-    --depth;
-    return true;
-}
-
-bool ZelManifestHandler::internalEntityDecl(const QString& name, const QString& value) {
-    const bool usesOthers = value.contains('&') || (name.startsWith('%') && value.contains('%'));
-    if (usesOthers || value.size() > maxEntityLength)
-        return refuse("an entity is too long or uses others");
     return true;
 }
 
@@ -133,32 +108,9 @@ bool ZelManifestHandler::fatalError(const QXmlParseException& exception) {
     return false;
 }
 
-QString ZelManifestHandler::errorString() const {
-    return refusal;
-}
-
-bool ZelManifestHandler::refuse(const char* reason) {
-    refusal = reason;
-    return false;
-}
-
 QStringList ZelManifestHandler::elementNames() {
     QStringList names;
     for (const auto& element : elements)
         names << element.name;
     return names;
-}
-
-bool ZelReadManifest(const QXmlInputSource& source, ZelManifestHandler& handler) {
-    QXmlSimpleReader reader;
-    reader.setContentHandler(&handler);
-    reader.setErrorHandler(&handler);
-    reader.setDeclHandler(&handler);
-    ZelXmlGuard guard(source);
-    const bool accepted = reader.parse(&guard, false);
-    if (!guard.problem().isEmpty()) {
-        qWarning() << "Refused a manifest:" << guard.problem();
-        handler.problem = guard.problem();
-    }
-    return accepted;
 }

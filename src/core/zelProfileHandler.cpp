@@ -13,11 +13,10 @@ zelProfileHandler::zelProfileHandler(QList<ZelProductHash>* productList,
                                      QHash<ZelAttrNames, QString>* attributeHash)
     : products(productList), attributes(attributeHash) {}
 
-bool zelProfileHandler::startElement(const QString&, const QString& localName, const QString&,
-                                     const QXmlAttributes&) {
-    if (localName == "key")
+bool zelProfileHandler::beginElement(const QString& name) {
+    if (name == "key")
         state = InKey;
-    else if ((state != MemoryExpected && state != NameExpected) || localName != "string")
+    else if ((state != MemoryExpected && state != NameExpected) || name != "string")
         state = Idle;
     return true;
 }

@@ -3,7 +3,6 @@
 #include "Console.h"
 #include "Snapshot.h"
 
-#include <QXmlInputSource>
 #include <algorithm>
 #include <numeric>
 
@@ -61,14 +60,12 @@ void ManifestInspector::add(Severity severity, const Element& element, const QSt
     findings << Finding{element.line, product, severity, kind, what, effect, remedy};
 }
 
-bool ManifestInspector::startElement(const QString& namespaceURI, const QString& localName,
-                                     const QString& qName, const QXmlAttributes& attributes) {
+bool ManifestInspector::beginElement(const QString& name) {
     const qsizetype before = products.size();
-    if (!ZelManifestHandler::startElement(namespaceURI, localName, qName, attributes))
-        return false;
+    ZelManifestHandler::beginElement(name);
 
     Element element;
-    element.name = localName;
+    element.name = name;
     element.line = locator->lineNumber();
     element.isField = awaitsText();
     element.isProduct = products.size() > before;
@@ -181,9 +178,7 @@ bool readManifest(const QString& path, ZelManifestHandler& handler, QString& pro
     const std::optional<QByteArray> bytes = readFile(path, manifestLimit, problem);
     if (!bytes)
         return false;
-    QXmlInputSource source;
-    source.setData(*bytes);
-    if (ZelReadManifest(source, handler))
+    if (handler.read(*bytes))
         return true;
     problem = QString("%1: not a manifest that the installer reads: %2").arg(path, handler.problem);
     return false;

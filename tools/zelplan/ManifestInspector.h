@@ -35,8 +35,6 @@ public:
     explicit ManifestInspector(QList<ZelManifestElement>& target);
 
     void setDocumentLocator(QXmlLocator* documentLocator) override { locator = documentLocator; }
-    bool startElement(const QString& namespaceURI, const QString& localName, const QString& qName,
-                      const QXmlAttributes& attributes) override;
     bool endElement(const QString& namespaceURI, const QString& localName,
                     const QString& qName) override;
     bool characters(const QString& text) override;
@@ -45,6 +43,9 @@ public:
     QList<Finding> findings;
     bool refused = false;    // the installer takes nothing of this document
     bool isManifest = false; // there is a known element in it, or one nearly so
+
+protected:
+    bool beginElement(const QString& name) override;
 
 private:
     struct Element {
