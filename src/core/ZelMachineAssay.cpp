@@ -63,9 +63,13 @@ void ZelMachineAssay::addParentLocation(const char* variable, const char* messag
     if (install.isEmpty())
         return;
 
-    const QDir parent(QDir::cleanPath(QDir(install).absolutePath() + "/.."));
-    if (parent.exists() && !possibleLocations.contains(parent.absolutePath()))
-        possibleLocations << parent.absolutePath();
+    // The root has no parent, but the toolkit writes one.
+    QString path = QDir(install).absolutePath();
+    while (path == "/.." || path.startsWith("/../"))
+        path.remove(0, 3);
+    const QString parent = QFileInfo(path).path();
+    if (path.size() > 1 && QDir(parent).exists() && !possibleLocations.contains(parent))
+        possibleLocations << parent;
 }
 
 void ZelMachineAssay::DoAssay() {

@@ -30,7 +30,7 @@ void ZelMachineAssay::findCorvaneProducts() {
 
         const QStringList entries = dir.entryList(QDir::Dirs, QDir::Unsorted);
         for (const QString& entry : entries) {
-            const QString install = dir.absolutePath() + QDir::separator() + entry;
+            const QString install = dir.absoluteFilePath(entry);
             ZelProductHash product;
             QString executable;
             QString productName;
