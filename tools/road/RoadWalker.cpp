@@ -33,6 +33,7 @@ RoadWalker::RoadWalker(const QString& shotFolder) : folder(shotFolder) {
                                                               : QMessageBox::Ignore};
         }
     };
+    connect(ZelApp::instance(), &ZelApp::validManifestReply, this, [this] { received = true; });
     connect(ZelApp::instance(), qOverload<int>(&ZelApp::finishedDownload), this, [this](int index) {
         downloads << index;
         retried = false;
@@ -128,8 +129,8 @@ bool RoadWalker::downloadAndInstall() {
 bool RoadWalker::report(int status) {
     const ZelApp* app = ZelApp::instance();
     check(status == 0, QString("the installer ended with status %1").arg(status));
-    check(!app->manifest.isEmpty(), "no manifest was received");
-    if (!app->manifest.isEmpty())
+    check(received, "no manifest was received");
+    if (received)
         print(QString("signed in:  %1 at %2")
                   .arg(app->user, app->GetURL(ZelManifestLocation).toString()));
 

@@ -33,6 +33,7 @@ private:
     int shots = 0;
     QStringList proposed;
     QStringList problems;
-    bool retried = false; // the product in hand has had its second try
-    QList<int> downloads; // manifest indices, in the order of their end
+    bool retried = false;  // the product in hand has had its second try
+    bool received = false; // a manifest, be it an empty one
+    QList<int> downloads;  // manifest indices, in the order of their end
 };
