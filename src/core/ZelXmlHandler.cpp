@@ -55,9 +55,9 @@ bool ZelXmlHandler::endElement(const QString&, const QString&, const QString&) {
     return true;
 }
 
-// Declarations can do all harm: nested ones overflow the stack, entities fill the memory or fetch
-// files. The reader calls this when it has come to the first of them, or to the end of a document
-// type that has none.
+// Declarations can do all harm: nested ones overflow the stack, entities fill the memory. The
+// reader calls this when it has come to the first of them, or to the end of a document type without
+// any.
 bool ZelXmlHandler::startDTD(const QString&, const QString&, const QString&) {
     if (source->last == '>' || source->last == ']')
         return true;
