@@ -55,50 +55,37 @@ private slots:
         readInto(list, "<M><ProductInfo/>\n  <Name>a</M>");
         QCOMPARE(log.lines().last(),
                  QString("Fatal error on line 2 , column 13 : \"tag mismatch\" "));
-        const QString name(5000, 'x'); // longer than the reader's blocks
-        const QString harmless = QString("&amp;&#65;").repeated(10000);
-        QCOMPARE(readInto(list, "<M><ProductInfo/><Name>" + name + "</Name>" + harmless + "</M>"),
-                 "ok; a||||0; " + name + "||||0");
+        // The time that a prefix takes must not grow with their number.
+        QString prefixes;
+        for (int i = 0; i < 5000; ++i)
+            prefixes += QString(" xmlns:p%1='u'").arg(i);
+        const QString uses = QString("<a xmlns='v'/>").repeated(5000);
+        QElapsedTimer time;
+        time.start();
+        QCOMPARE(readInto(list, "<M" + prefixes + "><p1:ProductInfo/>" + uses + "</M>"),
+                 "ok; a||||0; ||||0");
+        QVERIFY(time.elapsed() < 10000);
     }
 
     // Only a document type that declares something is refused, before anything of it is read.
     void documentTypes() {
-        const QString reason = "a manifest declares nothing in its document type";
-        const auto run = [&reason](QStringList in) {
-            const QString nested(200000, '(');
+        const auto run = [](QStringList in) {
+            const QString type = in[0].replace("((", QString(200000, '('));
             QList<ZelManifestElement> list;
             ZelManifestHandler handler(list);
-            const QString type = "<!DOCTYPE M " + in[0].replace("((", nested) + '>';
-            if (handler.read((type + "<a:M><ProductInfo/></a:M>").toUtf8()))
-                return QString("read");
-            return QString(handler.problem.endsWith(": " + reason) ? "refused" : "broken");
+            const bool read = handler.read(("<!DOCTYPE M " + type + "><a:M/>").toUtf8());
+            return read ? QString("read") : handler.problem.section(' ', 5, 7);
         };
-        const ZelLogCapture log;
         zelCheckTable(R"( => read
             [ ] => read
             PUBLIC 'a' '[<' [] => read
-            [<!ELEMENT M (( => refused
-            SYSTEM 'x' [%a;] => refused
-            [<!ENTITY % p "<!ELEMENT a ">%p;(( => refused
-            ><!DOCTYPE M [<!ENTITY a "">] => refused
-            []<!ELEMENT M (( => broken
-            [><!ELEMENT M (( => broken)",
+            [<!ELEMENT M (( => manifest declares nothing
+            SYSTEM 'x' [%a;] => manifest declares nothing
+            [<!ENTITY % p "<!ELEMENT a ">%p;(( => manifest declares nothing
+            ><!DOCTYPE M [<!ENTITY a "">] => manifest declares nothing
+            []<!ELEMENT M (( => occurred while parsing
+            [><!ELEMENT M (( => occurred while parsing)",
                       run);
-        QVERIFY(log.lines()[0].endsWith(": \"" + reason + "\" "));
-    }
-
-    // The time that a prefix takes must not grow with their number.
-    void manyPrefixes() {
-        QString root = "M";
-        for (int i = 0; i < 5000; ++i)
-            root += QString(" xmlns:p%1='u'").arg(i);
-        QList<ZelManifestElement> list;
-        QElapsedTimer time;
-        time.start();
-        QCOMPARE(readInto(list, '<' + root + "><p1:ProductInfo/>" +
-                                    QString("<a xmlns='v'/>").repeated(5000) + "</M>"),
-                 "ok; ||||0");
-        QVERIFY(time.elapsed() < 10000);
     }
 
     // From SimpleName and Name to version, build and kind.
