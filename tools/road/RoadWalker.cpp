@@ -46,18 +46,14 @@ void RoadWalker::shoot(QWidget& widget, const QString& name) {
     check(widget.grab().save(file), "no picture written to " + file);
 }
 
-void RoadWalker::check(bool happened, const QString& problem) {
+bool RoadWalker::check(bool happened, const QString& problem) {
     if (!happened)
         problems << problem;
-}
-
-bool RoadWalker::fail(const QString& problem) {
-    problems << problem;
-    return false;
+    return happened;
 }
 
 bool RoadWalker::waitFor(const QString& what, const std::function<bool()>& condition) {
-    return QTest::qWaitFor(condition, patience) || fail("waited in vain for " + what);
+    return check(QTest::qWaitFor(condition, patience), "waited in vain for " + what);
 }
 
 void RoadWalker::walk() {
@@ -97,7 +93,7 @@ bool RoadWalker::chooseProducts() {
     check(shown > proposed.size(), "no hidden products were shown");
     driver.toggle(shown - 1);
     shoot(*driver.window, "selection-show-all");
-    return driver.walkTo(ZelMainWindow::Download) || fail("the download page was not reached");
+    return check(driver.walkTo(ZelMainWindow::Download), "the download page was not reached");
 }
 
 bool RoadWalker::downloadAndInstall() {

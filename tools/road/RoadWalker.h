@@ -24,8 +24,7 @@ private:
     bool chooseProducts();
     bool downloadAndInstall();
     bool waitFor(const QString& what, const std::function<bool()>& condition);
-    bool fail(const QString& problem);
-    void check(bool happened, const QString& problem);
+    bool check(bool happened, const QString& problem);
     void shoot(QWidget& widget, const QString& name);
 
     QString folder;
