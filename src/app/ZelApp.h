@@ -127,7 +127,7 @@ private:
     qint32 currentDownloadIndex = -1;
     std::unique_ptr<char[]> readBuffer;
     std::unique_ptr<QDir> downloadDirectory;
-    bool tlsErrorsAccepted = false; // by the user, for a reply whose connection may still be open
+    bool tlsErrorsJudged = false; // of a reply whose connection may still be open
 
 public:
     QString manifestFile;       // replaces the server's manifest, when not empty

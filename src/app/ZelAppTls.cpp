@@ -19,9 +19,10 @@ void ZelApp::downloadSslErrors(const QList<QSslError>& errors) {
 }
 
 void ZelApp::sslErrors(QNetworkReply* reply, const QList<QSslError>& errors) {
+    tlsErrorsJudged = true;
     // A network that vouches for itself with a root certificate of its own.
     if (errors.size() == 1 && errors[0].error() == QSslError::SelfSignedCertificateInChain) {
-        reply->ignoreSslErrors();
+        reply->ignoreSslErrors(errors);
         return;
     }
 
@@ -33,7 +34,7 @@ void ZelApp::sslErrors(QNetworkReply* reply, const QList<QSslError>& errors) {
         for (const QString& text : std::as_const(texts))
             std::fprintf(stderr, "ssl error: %s\n", qPrintable(text));
         std::fprintf(stderr, "ignored\n");
-        reply->ignoreSslErrors();
+        reply->ignoreSslErrors(errors);
         return;
     }
 
@@ -53,17 +54,20 @@ void ZelApp::sslErrors(QNetworkReply* reply, const QList<QSslError>& errors) {
 
     // The reply may end while the user thinks.
     const QPointer<QNetworkReply> asked = reply;
-    if (ZelShowMessageBox(box) != QMessageBox::Ok || !asked)
-        return;
-    asked->ignoreSslErrors();
-    tlsErrorsAccepted = true;
+    const QString server = reply->url().authority();
+    const bool accepted = ZelShowMessageBox(box) == QMessageBox::Ok;
+    qDebug() << "TLS errors of" << server << (accepted ? "accepted" : "refused");
+    // Refused is all but an error that never comes: an empty list would leave what was accepted
+    // before in force for a connection that is made once more.
+    if (asked)
+        asked->ignoreSslErrors(accepted ? errors : QList{QSslError()});
 }
 
-// The shared manager, about to start a request. What the user accepted held for one reply alone:
-// the next one must not be served over its connection, unasked.
+// The shared manager, about to start a request. What was accepted held for one reply alone: the
+// next one must not be served over its connection, unasked.
 QNetworkAccessManager* ZelApp::managerForRequest() {
     QNetworkAccessManager* manager = getNetworkManager();
-    if (std::exchange(tlsErrorsAccepted, false))
+    if (std::exchange(tlsErrorsJudged, false))
         manager->clearConnectionCache();
     return manager;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArrayList>
+#include <QSslConfiguration>
 #include <QString>
 
 // Writes a file, with its directories, and returns its path; `executable` for programs.
@@ -15,3 +16,6 @@ QByteArray zelManifestXml(const QByteArrayList& products);
 // Makes key.pem and certificate.pem in a folder: for a server whose certificate vouches for itself.
 // `arguments` are those of `openssl req` that say whom it is for.
 void zelMakeCertificate(const QString& folder, const QStringList& arguments);
+
+// What a server needs to show that certificate.
+QSslConfiguration zelServerConfiguration(const QString& folder);

@@ -7,7 +7,6 @@
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QSslConfiguration>
-#include <QSslKey>
 #include <QTest>
 
 namespace {
@@ -26,12 +25,7 @@ QSslConfiguration selfSigned(const QString& subject) {
     const QTemporaryDir folder;
     zelMakeCertificate(folder.path(),
                        {"-subj", "/CN=server", "-addext", "subjectAltName=" + subject});
-    QFile key(folder.filePath("key.pem"));
-    key.open(QIODevice::ReadOnly);
-    QSslConfiguration result = QSslConfiguration::defaultConfiguration();
-    result.setLocalCertificateChain(QSslCertificate::fromPath(folder.filePath("certificate.pem")));
-    result.setPrivateKey(QSslKey(&key, QSsl::Rsa));
-    return result;
+    return zelServerConfiguration(folder.path());
 }
 
 } // namespace
