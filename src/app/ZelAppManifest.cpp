@@ -8,6 +8,7 @@
 #include <QHttpMultiPart>
 #include <QNetworkAccessManager>
 #include <QRegularExpression>
+#include <utility>
 
 namespace {
 
@@ -56,6 +57,10 @@ void ZelApp::RequestManifest(const QUrl& url, const QString& userId, const QStri
         return;
     }
 
+    // Nobody waits for an earlier one; it must not go on with what is accepted for this one.
+    if (const QPointer<QNetworkReply> earlier = std::exchange(manifestReply, nullptr))
+        earlier->abort();
+
     qDebug() << "Requesting manifest from " << url;
     QNetworkAccessManager* manager = managerForRequest();
     auto* form = new QHttpMultiPart(QHttpMultiPart::FormDataType, this);
@@ -89,7 +94,9 @@ void ZelApp::replyFromManifestRequest(QNetworkReply* reply) {
         if (parsed) {
             emit validManifestReply();
         } else {
-            qDebug() << "Bad Wolf:\n" << body;
+            // As it came, to be checked elsewhere; a zero byte would end the record.
+            qDebug().noquote().nospace() << "Bad Wolf:\n"
+                                         << QString::fromUtf8(body).replace(QChar::Null, ' ');
             emit invalidManifestReply(tr("bad manifest reply"));
         }
     } else if (validation.startsWith("Error")) {
