@@ -19,8 +19,16 @@ void handleMessage(QtMsgType type, const QMessageLogContext&, const QString& mes
 void ZelInitializeLogging() {
     openlog("ZELInstaller", LOG_PID | LOG_PERROR, LOG_USER);
     loggingActive = true;
-    // Some systems switch debug messages off; support needs the whole log everywhere.
-    QLoggingCategory::setFilterRules("default.debug=true");
+    // Configuration files and the environment can switch messages off; support needs the whole log
+    // everywhere. What they switch on stays on.
+    static const auto configured = QLoggingCategory::installFilter(nullptr);
+    QLoggingCategory::installFilter([](QLoggingCategory* category) {
+        configured(category);
+        category->setEnabled(QtWarningMsg, true);
+        category->setEnabled(QtCriticalMsg, true);
+        if (qstrcmp(category->categoryName(), "default") == 0)
+            category->setEnabled(QtDebugMsg, true);
+    });
     qInstallMessageHandler(handleMessage);
 }
 

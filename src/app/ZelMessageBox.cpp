@@ -35,6 +35,7 @@ QMessageBox::StandardButton ZelShowMessageBox(const ZelMessageBox& content, QWid
         details->setAccessibleName(QCoreApplication::translate("ZelMessageBox", "Details"));
 
     const auto answer = QMessageBox::StandardButton(box.exec());
-    qDebug() << "message box" << content.name << "answered" << answer;
+    qDebug() << "message box" << content.name << "answered" << answer << content.text
+             << content.informativeText << content.detailedText;
     return answer;
 }
