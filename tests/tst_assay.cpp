@@ -12,8 +12,10 @@ static QString profile(const QStringList& in) {
     for (const QString& entry : in[1].split(';'))
         xml += "<key>" + QString(entry).replace("=", "</key>\n<string> ") + " </string>\n";
     zelWriteFile(folder.filePath("doc"), (xml + "</plist>").toUtf8());
-    const QString program = "#!/bin/sh\ncd '" + folder.path() + "'\n[ \"$*\" = '-xml " +
-                            "SPHardwareDataType SPInstallHistoryDataType' ] && " + in[0] + '\n';
+    const QString program =
+        "#!/bin/sh\ncd '" + folder.path() + "'\n[ \"$*\" = '-xml " +
+        "SPHardwareDataType SPInstallHistoryDataType' ] && [ -z \"$QT_NO_GLIB\" ] && " + in[0] +
+        '\n';
     ZelMachineAssay assay;
     assay.possibleLocations.clear();
     assay.profilerPath = folder.filePath("profiler");

@@ -1,5 +1,6 @@
 #include "core/ZelMachineAssay.h"
 
+#include "core/ZelChildEnvironment.h"
 #include "core/zelProfileHandler.h"
 
 #include <QDebug>
@@ -82,6 +83,7 @@ void ZelMachineAssay::DoAssay() {
     QProcess* profiler = new QProcess;
     const QStringList arguments{"-xml", "SPHardwareDataType", "SPInstallHistoryDataType"};
     qDebug() << "running" << profilerPath << arguments;
+    const ZelChildEnvironment ofTheUser; // for the renderers too
     profiler->start(profilerPath, arguments, QIODevice::ReadOnly);
 
     if (handler.read(profiler)) {

@@ -2,6 +2,7 @@
 
 #include "app/ZelApp.h"
 #include "app/ZelBuildConfig.h"
+#include "core/ZelChildEnvironment.h"
 #include "core/ZelProxyText.h"
 #include "wizard/ZelPageSetup.h"
 
@@ -103,6 +104,7 @@ void ZelAccount::registerOnForum() {
     url.setHost(ZelBuildConfig::vendorHost);
     url.setPath("/forum/register.php");
     url.setQuery("action=signup");
+    const ZelChildEnvironment ofTheUser;
     QDesktopServices::openUrl(url);
 }
 

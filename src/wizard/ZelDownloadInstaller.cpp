@@ -2,6 +2,7 @@
 
 #include "app/ZelApp.h"
 #include "app/ZelMessageBox.h"
+#include "core/ZelChildEnvironment.h"
 #include "wizard/ZelDownload.h"
 
 #include <QDebug>
@@ -42,6 +43,7 @@ void ZelDownload::startInstaller() {
         return;
     }
 
+    const ZelChildEnvironment ofTheUser;
     installer = new QProcess;
     installer->setProcessEnvironment(QProcessEnvironment::systemEnvironment());
     connect(installer, &QProcess::started, this, &ZelDownload::installerStarts);

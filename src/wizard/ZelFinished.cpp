@@ -1,6 +1,7 @@
 #include "wizard/ZelFinished.h"
 
 #include "app/ZelApp.h"
+#include "core/ZelChildEnvironment.h"
 #include "wizard/ZelPageSetup.h"
 
 #include <QDebug>
@@ -24,6 +25,7 @@ void ZelFinished::initializePage() {
 }
 
 bool ZelFinished::validatePage() {
+    const ZelChildEnvironment ofTheUser;
     QDesktopServices::openUrl(ZelApp::instance()->successUrl);
     return true;
 }

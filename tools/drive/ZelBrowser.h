@@ -21,5 +21,9 @@ public:
     QList<QUrl> opened; // in order
 
 public slots:
-    void open(const QUrl& url) { opened << url; }
+    // A real one would start with the environment of this moment.
+    void open(const QUrl& url) {
+        if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
+            opened << url;
+    }
 };
