@@ -1,17 +1,12 @@
-// zelplan as a process: the forecast is compared with the selection page itself.
+// zelplan as a process: what a release engineer gets to know, and in which form.
 
-#include "core/ZelMachineAssay.h"
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
-#include "wizard/ZelSelection.h"
+#include "support/ZelWeather.h"
 
-#include <QCheckBox>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTableWidget>
-#include <QTcpServer>
-#include <QTcpSocket>
 
 namespace {
 
@@ -19,93 +14,73 @@ struct Result {
     int status = -1;
     QByteArray output;
     QByteArray errors;
-    QJsonObject json() const { return QJsonDocument::fromJson(output).object(); }
+    QJsonObject json;
 };
 
-Result zelplan(const QStringList& arguments,
-               const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
+Result zelplan(const QStringList& arguments, const QString& input = QProcess::nullDevice()) {
     QProcess process;
-    process.setProcessEnvironment(environment);
+    process.setStandardInputFile(input);
     process.start(ZEL_PLAN_PROGRAM, arguments);
     const bool ended =
         QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 60000);
-    const bool exited = ended && process.exitStatus() == QProcess::NormalExit;
-    return {exited ? process.exitCode() : -1, process.readAllStandardOutput(),
-            process.readAllStandardError()};
+    const QByteArray output = process.readAllStandardOutput();
+    return {ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, output,
+            process.readAllStandardError(), QJsonDocument::fromJson(output).object()};
 }
 
-// FS21.0 and LAT2014 are short for the labels of a render server and of tools.
-QString expanded(QString text) {
-    return text.replace("FS", "Lumivex FarmServer ")
-        .replace("LAT", "Lumivex Atelier 21.0 for Maya ");
+QByteArray record(const QString& label, int build) {
+    const QString name = label + ".pkg";
+    return zelProductXml(name, label, build, 1000,
+                         "https://h.example/" + QUrl::toPercentEncoding(name));
 }
 
-// Records from "label:build", set off by commas, with what is odd about one behind its build.
-QByteArray records(const QString& list) {
-    QByteArray xml;
-    for (const QString& record : expanded(list).split(", ")) {
-        const QStringList parts = (record + ':').split(':');
-        xml += zelProductXml(parts[0] + ".pkg", parts[0], parts[1].toInt(),
-                             parts[2] == "huge" ? qint64(1) << 62 : 1000,
-                             parts[2] == "nowhere" ? "http://[" : "https://h.example/p",
-                             parts[2] != "barred");
+// A manifest without a fault, one field a line, and eight lines a product: a render server from
+// line 2, tools from line 10, scenes from line 18. Edits are a line's number and a text in it, then
+// what stands there instead, or, behind a plus, the label of a product that stands before it.
+QByteArray manifest(const QStringList& edits = {}) {
+    const QByteArray page = "<ZELSuccessURL>https://h.example/done</ZELSuccessURL></Manifest>";
+    QByteArrayList lines =
+        zelManifestXml({record("Lumivex FarmServer 21.0", 20),
+                        record("Lumivex Atelier 21.0 for Maya 2014", 20), record("Scenes 21.0", 7)})
+            .replace("</Manifest>", page)
+            .replace("><", ">\n<")
+            .split('\n');
+    for (int i = 0; i + 1 < edits.size(); i += 2) {
+        QByteArray& line = lines[edits[i].section(' ', 0, 0).toInt() - 1];
+        const QByteArray text = edits[i].section(' ', 1).toUtf8();
+        if (!line.contains(text))
+            qFatal("there is no %s", qUtf8Printable(edits[i]));
+        const QString now = QString(edits[i + 1]).replace('_', ' ');
+        line.replace(text, now.startsWith('+') ? record(now.mid(1), 30) + text : now.toUtf8());
     }
-    return xml;
+    return lines.join('\n');
 }
 
-// Installed products from "name:version:build", set off by commas.
-QList<ZelProductHash> machine(const QString& list) {
-    QList<ZelProductHash> result;
-    for (const QString& product : expanded(list).split(", ", Qt::SkipEmptyParts)) {
-        const QStringList parts = product.split(':');
-        result << ZelProductHash{{"ProductName", parts[0]}, {"Version", parts[1]}};
-        if (parts.size() > 2)
-            result.last()["BuildId"] = parts[2];
+// A machine with installed products "name version build", set off by commas.
+QByteArray snapshot(QString products) {
+    const QRegularExpression product("([^,]+) ([^, ]+) ([0-9]+)");
+    products.replace(product, R"({"ProductName": "\1", "Version": "\2", "BuildId": "\3"})");
+    const QString json = R"({"format": "zelplan-snapshot", "formatVersion": 1, "attributes": {},
+        "products": [%1], "downloadFolder": "~/Downloads", "freeBytes": 1000000})";
+    return json.arg(products).toUtf8();
+}
+
+// What tells a finding to people, programs and forges.
+constexpr char forPeople[] = ":(?<line>\\d+): (?<level>\\w+): .*\\[(?<kind>[a-z-]+)\\]\n";
+constexpr char forPrograms[] =
+    "kind.:.(?<kind>[a-z-]+).*?line.:(?<line>\\d+).*?severity.:.(?<level>\\w+)";
+constexpr char forForges[] = "level.:.(?<level>\\w+).,.locations.*?file:///"
+                             ".*?startLine.:(?<line>\\d+).*?ruleId.:.(?<kind>[a-z-]+)";
+
+// The initial of the severity, the line and the kind of each finding.
+QString findings(const Result& result, const char* pattern) {
+    QStringList list;
+    for (auto match = QRegularExpression(pattern).globalMatch(result.output); match.hasNext();) {
+        const QRegularExpressionMatch finding = match.next();
+        list << finding.captured("level")[0] + finding.captured("line") + ':' +
+                    finding.captured("kind");
     }
-    return result;
-}
-
-QByteArray snapshotJson(const QList<ZelProductHash>& products, qint64 freeBytes) {
-    QJsonArray list;
-    for (const ZelProductHash& hash : products) {
-        QJsonObject fields;
-        for (auto field = hash.begin(); field != hash.end(); ++field)
-            fields[field.key()] = field.value();
-        list << fields;
-    }
-    return QJsonDocument(QJsonObject{{"format", "zelplan-snapshot"},
-                                     {"formatVersion", 1},
-                                     {"attributes", QJsonObject{{"platform", "osx"}}},
-                                     {"products", list},
-                                     {"downloadFolder", "~/Downloads"},
-                                     {"freeBytes", freeBytes}})
-        .toJson();
-}
-
-// A manifest without a fault, one field a line; the tests spoil it.
-const QByteArray goodManifest = "<M>\n"
-                                "<ProductInfo>\n"
-                                "<Name>FarmServer.pkg</Name>\n"
-                                "<SimpleName>Lumivex FarmServer 21.0</SimpleName>\n"
-                                "<BuildID>1386042</BuildID>\n"
-                                "<DownloadURL>https://h.example/f.pkg</DownloadURL>\n"
-                                "<FileSize>9</FileSize>\n"
-                                "<EligibleCommunityDownload>true</EligibleCommunityDownload>\n"
-                                "</ProductInfo>\n"
-                                "</M>\n";
-
-QString kinds(const QJsonObject& check) {
-    QStringList result;
-    for (const QJsonValue& finding : check["findings"].toArray())
-        result << QString("%1:%2").arg(finding["line"].toInt()).arg(finding["kind"].toString());
-    return result.join(' ');
-}
-
-QString labels(const QTableWidget* table) {
-    QStringList result;
-    for (int row = 0; row < table->rowCount(); ++row)
-        result << qobject_cast<QCheckBox*>(table->cellWidget(row, 0))->text().replace("&&", "&");
-    return result.join(", ");
+    return list.join(' ');
 }
 
 } // namespace
@@ -119,276 +94,184 @@ class tst_zelplan : public QObject {
         return zelWriteFile(directory.filePath(name), contents);
     }
 
-    // What is proposed, then all that can be seen, the texts in the box, and whether there is room.
-    QString page(const QString& manifestFile, const QList<ZelProductHash>& products) {
-        ZelApp* app = ZelApp::instance();
-        app->assay = ZelMachineAssay::Singleton();
-        app->assay->products = products;
-        app->manifestFile = manifestFile;
-        ZelBoxDriver boxes;
-        ZelMainWindow window;
-        app->RequestManifest(QUrl(), QString(), QString(), QString());
-        const auto* table = window.findChild<QTableWidget*>("products");
-        const QString proposed = labels(table);
-        window.findChild<QCheckBox*>("showAll")->click();
-        const QString all = labels(table);
-        const QString why = boxes.boxes.isEmpty() ? "" : boxes.boxes.first().detailedText;
-        const bool fits = window.findChild<ZelSelection*>()->validatePage();
-        return QStringList{proposed, all, why, fits ? "fits" : "is full"}.join('/');
-    }
-
-    QString forecast(const QString& manifestFile, const QList<ZelProductHash>& products) {
-        ZelApp* app = ZelApp::instance();
-        const qint64 room = app->assay->GetAvailableDisk(*app->GetDownloadDir());
-        const QString snapshot = write("snapshot.json", snapshotJson(products, room));
-        const Result result = zelplan({"offer", "--json", manifestFile, snapshot});
-        const QJsonObject json = result.json();
-        const QJsonObject offer = json["machines"][0].toObject();
-        const auto label = [&](int index) { return json["products"][index]["label"].toString(); };
-        QStringList proposed;
-        for (const QJsonValue& index : offer["proposedInOrder"].toArray())
-            proposed << label(index.toInt());
-        QStringList all = proposed;
-        for (const QJsonValue& decision : offer["decisions"].toArray()) {
-            if (decision["reason"].toString().isEmpty())
-                return "a decision without a reason";
-            if (decision["decision"] == "hidden")
-                all << label(decision["product"].toInt());
-        }
-        const bool fits = offer["fits"].toBool();
-        return QStringList{proposed.join(", "), all.join(", "),
-                           offer["explanations"].toVariant().toStringList().join('\n'),
-                           fits ? "fits" : "is full"}
-                   .join('/') +
-               result.errors + (result.status == !fits ? "" : " with a wrong status");
-    }
-
 private slots:
-    // From a manifest and a machine to what is proposed.
-    void offersWhatThePageShows() {
-        const auto run = [this](QStringList in) {
-            in[1].replace("USUAL", "FS20.4:10, FS21.0:20, LAT2014:20, LAT2016.5:20, A & B:7");
-            const QString file = write("manifest.xml", zelManifestXml({records(in[1])}));
-            const QString shown = page(file, machine(in[2]));
-            const QString foretold = forecast(file, machine(in[2]));
-            if (foretold != shown)
-                return "the page: " + shown + "; the forecast: " + foretold;
-            return shown.section('/', 0, 0)
-                .replace(expanded("FS"), "FS")
-                .replace(expanded("LAT"), "LAT");
-        };
-        zelCheckTable(R"(nothing but Maya | USUAL | Maya:2014 => FS21.0, LAT2014, A & B
-            no Maya | USUAL | => FS21.0, A & B
-            newest Maya counts | USUAL | Maya:2014, Maya:2016.5 => FS21.0, LAT2016.5, A & B
-            unsupported Mayas | USUAL | Maya:2010, Maya:2011 => FS21.0, A & B
-            up to date | USUAL | Maya:2014, FS21.0:21.0:20, LAT2014:21.0:20 => A & B
-            older | USUAL | Maya:2014, FS21.0:21.0:19, LAT2014:21.0:19 => FS21.0, LAT2014, A & B
-            last record wins | FS21.0:20, FS18.5:5 | => FS18.5
-            no server, any version counts | LAT2014:20, B:7 | Maya:2014, LAT2014:19.0:20 => B
-            odd | FS21.0:20:nowhere, LAT2014:20:barred, B:7:barred | Maya:2014 => FS21.0, LAT2014
-            more than a disk holds | FS21.0:20, B:7:huge | => FS21.0, B)",
-                      run);
-    }
-
-    // From a part of the good manifest and what stands there instead to the status and findings.
-    void checkFinds() {
-        const auto run = [this](const QStringList& in) {
-            QByteArray xml = goodManifest;
-            for (int i = 1; i + 1 < in.size(); i += 2) {
-                const QByteArray text = in[i].toUtf8();
-                if (!xml.contains(text))
-                    return "there is no " + in[i];
-                const bool adds = in[i + 1].startsWith('+');
-                xml.replace(text, adds ? records(in[i + 1].mid(1)) + text : in[i + 1].toUtf8());
-            }
-            const QString file = write("manifest.xml", xml);
-            const Result result = zelplan({"check", "--json", file});
-            const Result readable = zelplan({"check", file});
-            const QJsonObject json = result.json();
-            if (readable.output.count("to mend it: ") != json["findings"].toArray().size() ||
-                readable.status != result.status)
-                return "for people: " + QString(readable.output);
-            return QString("%1 %2 %3")
-                .arg(result.status)
-                .arg(json["accepted"].toBool() ? "" : "refused", kinds(json))
-                .simplified();
-        };
-        zelCheckTable(R"(good | </M> | </M> => 0
-            too early | <M> | <M><FileSize>1</FileSize> => 1 refused 1:field-before-product
-            early end | <M> | <M><ZELSuccessURL>h</ZELSuccessURL> => 1 1:early-success-address
-            empty field | FarmServer.pkg | => 1 3:swallowed-space 3:bad-name
-            text in pieces | FarmServer 21.0 | FarmServer 21.0<!-- --> final => 1 4:cut-text
-            element inside | <Name> | <Name><b/> => 1 2:bad-name 3:unknown-element 3:cut-text
-            repeated | <FileSize> | <FileSize>1</FileSize><FileSize> => 1 7:repeated-field
-            behind | </M> | <BuildID>7</BuildID></M> => 1 10:field-outside-product 10:repeated-field
-            unknown element | <FileSize> | <Note>x</Note><FileSize> => 1 7:unknown-element
-            no version | FarmServer 21.0 | FarmServer 4.0 => 1 4:no-version
-            none needed | Lumivex FarmServer 21.0 | Scenes => 0 4:no-version
-            piece of a number | FarmServer 21.0 | FarmServer 4.0 for 2014.5 => 1 4:other-version
-            other number first | Lumivex | Lumivex 10.9 => 1 4:other-version
-            a build that is none | 1386042 | r1386042 => 1 5:bad-build
-            no size | >9< | >-9< => 1 7:bad-size
-            address not valid | h.example | h.example:x => 1 6:bad-address
-            address of no server | https://h.example/ | => 1 6:bad-address
-            address not https | https | http => 1 6:not-https
-            name with directories | >FarmServer.pkg | >../FarmServer.pkg => 1 3:bad-name
-            name without .pkg | FarmServer.pkg | FarmServer.PKG => 1 3:bad-name
-            true misspelt | true | True => 1 8:not-eligible
-            not eligible on purpose | true | false => 0
-            name twice | FarmServer.pkg | a 10.0.pkg | </M> | +A 10.0:7 => 1 10:duplicate-name
-            last server wins | </M> | +FS20.0:9 => 1 2:replaced
-            last tool | </M> | +Lumivex Atelier 20.0 for Maya 2014:1, LAT2014:2 => 1 10:replaced
-            tools that no Maya leads to | </M> | +Maya Lumivex Atelier 21.0:7 => 1 10:no-maya)",
-                      run);
-    }
-
-    void checkComparesBuilds() {
-        const QString older = write("older.xml", goodManifest);
-        const QString newer =
-            write("newer.xml", QByteArray(goodManifest).replace("1386042", "1386041"));
-        QCOMPARE(kinds(zelplan({"check", "--json", "--against", older, newer}).json()),
-                 "5:build-backwards");
-        QCOMPARE(zelplan({"check", "--against", newer, older}).status, 0);
-    }
-
-    // From the answers to HEAD and GET to the findings.
-    void probeAsksTheServer() {
-        QStringList answers;
-        QTcpServer server;
-        QVERIFY(server.listen(QHostAddress::LocalHost));
-        connect(&server, &QTcpServer::newConnection, this, [&] {
-            QTcpSocket* socket = server.nextPendingConnection();
-            connect(socket, &QTcpSocket::readyRead, socket, [&answers, socket] {
-                const QByteArray request = socket->readAll();
-                const QString answer = answers[request.startsWith("HEAD") ? 0 : 1];
-                if (request.contains("\r\n\r\n") && answer != "nothing")
-                    socket->write("HTTP/1.1 " + answer.toUtf8());
-            });
-        });
-        const QByteArray address = "http://127.0.0.1:" + QByteArray::number(server.serverPort());
-        const QString file =
-            write("manifest.xml", QByteArray(goodManifest).replace("https://h.example", address));
+    // From a machine and edits to the exit status, the initials of what is proposed and how much is
+    // explained; and to what the edits change there, as people and programs are told.
+    void tellsWhatIsOfferedAndChanges() {
+        const QString before = write("old.xml", manifest());
         const auto run = [&](const QStringList& in) {
-            const QString part = "206 Partial\r\nContent-Range: bytes 0-3/%1\r\nContent-Length: 4";
-            const QString end = "\r\n\r\n";
-            answers = in.mid(1);
-            answers.replaceInStrings("WHOLE ", "200 OK\r\nContent-Length: 9" + end)
-                .replaceInStrings("PART ", part.arg(9) + end)
-                .replaceInStrings("OTHER ", part.arg(8) + end)
-                .replaceInStrings("HTML ", "200 OK\r\nContent-Type: text/html\r\n"
-                                           "Content-Length: 9" +
-                                               end)
-                .replaceInStrings(QRegularExpression("^(40.*)"), "\\1\r\nContent-Length: 0" + end);
-            return kinds(zelplan({"check", "--json", "--probe", "--timeout", "1", file}).json());
+            const QString after = write("new.xml", manifest(in.mid(1)));
+            const QString machine = write("machine.json", snapshot(in[0]));
+            const Result offer = zelplan({"offer", "--json", after, machine});
+            const QJsonValue rows = offer.json["machines"][0]["offer"];
+            QString told = QString::number(offer.status) + ' ';
+            for (const QJsonValue& index : rows["proposedInOrder"].toArray())
+                told +=
+                    offer.json["products"][index.toInt()]["name"].toString().remove("Lumivex ")[0];
+            told += QString::number(rows["explanations"].toArray().size());
+            const Result changes = zelplan({"diff", "--json", before, after, machine, machine});
+            const QJsonValue second = changes.json["machines"][1]["changes"];
+            told += QString("; %1 %2 ").arg(changes.status).arg(second.toArray().size());
+            const QString text = zelplan({"diff", before, after, machine}).output;
+            return told + text.split('\n').filter("   ").join(' ').remove("https://").simplified();
         };
-        zelCheckTable(R"(good | WHOLE * | PART xar! => 6:not-https
-            HEAD refused | 405 No | PART xar! => 6:not-https
-            ranges ignored | 405 No | WHOLE xar!12345 => 6:not-https
-            gone | 405 No | 404 No => 6:not-https 6:probe-status
-            other length | 405 No | OTHER xar! => 6:not-https 6:probe-length
-            web page | HTML * | HTML <html>... => 6:not-https 6:probe-type
-            no package | WHOLE * | PART PK34 => 6:not-https 6:probe-contents
-            no answer | nothing | nothing => 6:not-https 6:probe-unreachable)",
+        zelCheckTable(R"(=> 0 FS1; 0 0
+            Maya 2014 1 => 0 FAS0; 0 0
+            Maya 2014 1, FarmServer 21.0 20, Atelier for Maya 2014 21.0 20 => 0 S2; 0 0
+            Maya 2014 1, FarmServer 21.0 19, Atelier for Maya 2014 21.0 19 => 0 FAS0; 0 0
+            Maya 2014 1 | 6 https | [ | 16 true | false => 0 FAS0; 1 2 address h.example/Lumivex%20FarmServer%2021.0.pkg -> eligible true -> false
+            Maya 2014 1 | 15 1000 | 1000000 => 1 FAS0; 1 1 size 1000 -> 1000000
+            FarmServer 21.0 20 | 24 true | false => 1 2; 1 1 decision proposed -> not offered reason every eligible product of this kind is proposed -> it is not eligible for community download eligible true -> false
+            FarmServer 21.0 20 | 5 20 | 30 | 22 h.example | i.example => 0 FS1; 1 2 decision hidden -> proposed reason build 20 is not newer than the installed 20 -> build 30 is newer than the installed 20 build 20 -> 30 address h.example/Scenes%2021.0.pkg -> i.example/Scenes%2021.0.pkg
+            FarmServer 21.0 20 | 18 <ProductInfo> | <!-- | 25 </ProductInfo> | --> => 1 2; 1 1 decision proposed -> not in the manifest reason every eligible product of this kind is proposed)",
                       run);
     }
 
-    void diffTellsWhatChanges() {
-        const QString before = write("old.xml", zelManifestXml({records("FS21.0:20, Scenes:7")}));
-        const QString after = write("new.xml", zelManifestXml({records("FS21.0:30, Models:7")}));
-        const QString bare = write("bare.json", snapshotJson({}, 1000000));
-        const QString full = write("full.json", snapshotJson(machine("FS21.0:21.0:20"), 1000000));
+    // Mistakes, and what is found when the manifest without them is the older one.
+    void findsMistakes() {
+        const QString good = write("good.xml", manifest());
+        const auto run = [&](const QStringList& in) {
+            const QString file = write("manifest.xml", manifest(in.mid(1)));
+            QStringList found; // by the readers of each format
+            for (const auto& [format, pattern] :
+                 {std::pair("--all", forPeople), {"--json", forPrograms}, {"--sarif", forForges}}) {
+                const Result result = zelplan({"check", "--against", good, file, format});
+                found << QString("%1 %2").arg(result.status).arg(findings(result, pattern));
+            }
+            found.removeDuplicates();
+            return found.join(" or ");
+        };
+        zelCheckTable(R"(none, or on purpose | 24 true | false => 0
+            unescaped & | 6 .pkg | .pkg?a&b=1 | 26 done | ?a=1&b=2 => 1 e6:bare-ampersand e26:bare-ampersand
+            declarations | 1 < | <!DOCTYPE M [<!ENTITY a "b">]>< => 1 e1:unreadable e1:no-product
+            end tag forgotten | 7 </FileSize> | => 1 e9:unreadable
+            web page in its place | 1 Manifest | p><!-- | 27 </Manifest> | --></p> => 1 e1:no-product
+            too early | 1 > | ><FileSize>1</FileSize><ZELSuccessURL>h</ZELSuccessURL> => 1 e1:field-before-product e1:early-success-address
+            empty, cut | 3 Lumivex FarmServer 21.0.pkg |  | 20 21.0 | 21.0<!--_-->_final => 1 e3:swallowed-space e3:bad-name e20:cut-text
+            twice, outside | 7 <F | <FileSize>1</FileSize><F | 17 > | ><BuildID>9</BuildID> => 1 e7:repeated-field e17:field-outside-product e17:repeated-field e17:build-backwards
+            misspelt or no field | 7 FileSize | FileSise | 22 DownloadURL | Note => 1 e2:bad-size w7:unknown-element w18:no-address w22:unknown-element
+            versions | 4 21.0 | 4.0 | 12 21.0 | 4.0 for 2014.5 | 20 21.0 | 22.0 => 1 e4:no-version e12:other-version w20:version-mismatch
+            order | 4 Lumivex | Lumivex 10.9 | 12 Lumivex Atelier 21.0 for Maya | Maya Lumivex Atelier 21.0 => 1 w4:other-version e10:no-maya
+            words | 4 FarmServer | Farm Server | 12 Atelier | Ateleir => 1 e4:near-word e12:near-word
+            words | 4 FarmServer | farmserver | 12 Atelier | Tools => 1 e4:near-word e12:rule-lost
+            builds | 5 20 | r20 | 13 20 | 19 | 21 >7< | >0< => 1 e5:build-backwards e5:bad-build e13:build-backwards e21:build-backwards w21:bad-build
+            sizes | 7 1000 | -9 | 15 1000 | 100 | 23 1000 | 10000 => 1 e7:bad-size w15:size-jump w23:size-jump
+            addresses | 6 h.example | h.example:x | 14 https://h.example |  | 22 .pkg | .pkg_ | 26 https:// | => 1 e6:bad-address e14:bad-address e22:bad-address e26:bad-address
+            servers | 6 https | http | 14 h.example | i.example | 26 h.example | i.example => 1 w6:not-https w14:new-host w26:new-host
+            files | 14 Atelier | Attelier | 22 Scenes | Lumivex%20FarmServer | 26 done | done_ => 1 w14:other-file-name w22:other-file-name e22:duplicate-address e26:bad-address
+            names | 3 >L | >../L | 11 .pkg | .dmg | 26 https://h.example/ | javascript: => 1 e3:bad-name e11:bad-name e26:bad-address
+            eligibility | 8 true | True | 24 EligibleCommunityDownload | Note => 1 e8:not-eligible e18:not-eligible w24:unknown-element
+            twice | 18 <P | +scenes 21.0 | 26 <Z | +Scenes 21.0 => 1 e20:duplicate-name w27:duplicate-label e27:duplicate-address e27:duplicate-name
+            in wrong order | 10 <P | +Lumivex Atelier 21.0 for Maya 2014 | 26 <Z | +Lumivex FarmServer 20.0 => 1 e2:replaced e10:replaced e12:duplicate-name e15:duplicate-address
+            gone | 18 <ProductInfo> | <!-- | 25 </ProductInfo> | --> | 26 ZELSuccessURL | Note => 1 w1:gone w1:gone w26:unknown-element)",
+                      run);
+    }
 
-        const Result result = zelplan({"diff", "--json", before, after, bare, full});
-        QCOMPARE(result.status, 1);
-        QStringList changes;
-        for (const QJsonValue& machine : result.json()["changedMachines"].toArray()) {
-            for (const QJsonValue& change : machine["changes"].toArray())
-                changes << QString("%1: %2 %3 -> %4 %5")
-                               .arg(change["label"].toString(),
-                                    change["before"]["decision"].toString())
-                               .arg(change["before"]["build"].toInt())
-                               .arg(change["after"]["decision"].toString())
-                               .arg(change["after"]["build"].toInt());
-        }
-        const QStringList scenes{"Scenes: proposed 7 ->  0", "Models:  0 -> proposed 7"};
-        QCOMPARE(changes,
-                 QStringList("Lumivex FarmServer 21.0: proposed 20 -> proposed 30") + scenes +
-                     QStringList("Lumivex FarmServer 21.0: hidden 20 -> proposed 30") + scenes);
-        QCOMPARE(zelplan({"diff", before, before, bare, full}).status, 0);
+    // Options to the status and how much counts, is known and is allowed; bad usage or input to the
+    // status alone, told to each reader.
+    void isAGate() {
+        QFile sample(ZEL_SOURCE_DIR "/tools/catalogue/manifest.xml");
+        QVERIFY(sample.open(QIODevice::ReadOnly));
+        write("SAMPLE", sample.readAll().replace("@SERVER@", "https://h.example"));
+        write("GOOD", manifest());
+        write("HTTP", manifest({"6 https", "http"}));
+        write("OTHER", snapshot("").replace("zelplan-", "other-"));
+        write("NAMELESS", snapshot("Maya 2014 1").replace("ProductName", "Name"));
+        write("ROOMLESS", snapshot("").replace(": 1000000", ": -1"));
+        const auto run = [&](const QStringList& in) {
+            QStringList arguments = in[0].split(' ');
+            arguments.replaceInStrings("_", " ").replaceInStrings(
+                QRegularExpression("^([A-Z]{4}.*)$"), directory.path() + "/\\1");
+            const QString input = directory.filePath("HTTP");
+            const Result result = zelplan(arguments + QStringList("--json"), input);
+            const QJsonValue json = result.json["manifests"][0];
+            if (result.status < 2)
+                return QString("%1 %2/%3/%4")
+                    .arg(QString::number(result.status), QString::number(json["warnings"].toInt()),
+                         QString::number(json["known"].toInt()),
+                         QString::number(json["allowed"].toInt()));
+            const Result sarif = zelplan(arguments + QStringList("--sarif"), input);
+            const QString error = "zelplan: " + result.json["error"].toString() + '\n';
+            const bool isTold =
+                result.errors == error &&
+                sarif.json["runs"][0]["invocations"][0]["executionSuccessful"] == false;
+            return isTold ? QString::number(result.status)
+                          : "not told: " + result.errors + sarif.output;
+        };
+        zelCheckTable(R"(check - => 1 1/0/0
+            check GOOD - => 1 0/0/0
+            check --fail-on error - => 0 1/0/0
+            check --allow not-https - => 0 0/0/1
+            check --allow not-https=Lumivex_FarmServer_21.0 - => 0 0/0/1
+            check --allow not-https=Scenes_21.0 - => 1 1/0/0
+            check --against HTTP - => 0 0/1/0
+            check --against HTTP --all - => 1 1/0/0
+            check --allow replaced=Lumivex_FarmServer_20.4 --allow no-address=Lumivex_Denoiser_22.0 SAMPLE => 0 0/0/2
+            check --allow slip GOOD => 2
+            check --fail-on note GOOD => 2
+            check --guess GOOD => 2
+            check --against OTHER GOOD => 2
+            check MISSING => 2
+            offer GOOD => 2
+            offer GOOD OTHER => 2
+            offer GOOD NAMELESS => 2
+            offer GOOD ROOMLESS => 2
+            diff GOOD GOOD => 2
+            guess => 2)",
+                      run);
+    }
+
+    // From a package's address and size to the certificate's faults and the findings.
+    void probeAsksTheServer() {
+        ZelVendorProcess plain;
+        ZelVendorProcess tls;
+        plain.addPackage("a.pkg", 9);
+        tls.addPackage("a.pkg", 9);
+        zelWriteFile(plain.folder() + "/packages/b.pkg", "PK34");
+        QVERIFY(plain.start({}) && tls.start(zelSelfSigned(directory.path()).serverOptions()));
+        const auto run = [&](QStringList in) {
+            in[0].replace("plain", "http://" + plain.hostAndPort());
+            in[0].replace("tls", "https://" + tls.hostAndPort());
+            const QByteArray product = zelProductXml("a.pkg", "A", 1, in[1].toInt(), in[0]);
+            const QString file = write("manifest.xml", zelManifestXml({product}));
+            const Result result = zelplan({"check", "--json", "--probe", file});
+            return QString::number(result.output.count("self-signed")) + ' ' +
+                   findings(result, forPrograms);
+        };
+        zelCheckTable(R"(plain/packages/a.pkg | 9 => 0 w2:not-https
+            tls/packages/a.pkg | 9 => 1 e2:probe-certificate
+            tls/packages/none/a.pkg | 9 => 1 e2:probe-certificate e2:probe-status
+            plain/packages/a.pkg | 8 => 0 w2:not-https e2:probe-length
+            plain/packages/b.pkg | 4 => 0 w2:not-https w2:other-file-name e2:probe-contents
+            http://127.0.0.1:1/a.pkg | 9 => 0 w2:not-https e2:probe-unreachable)",
+                      run);
     }
 
     void snapshotNamesNoUser() {
         const QString home = directory.filePath("home/Marker-User");
-        const QString install = "Lumivex FarmServer-21.0";
-        QVERIFY(QDir().mkpath(home + "/Downloads"));
-        for (const QString& base : {home + "/apps/", directory.filePath("disk/marker-user/")})
-            zelWriteFile(base + install + "/bin/lxrender",
+        const QString other = directory.filePath("disk/marker-user");
+        const QString server = "/Lumivex FarmServer-21.0";
+        for (const QString& base : {home, other})
+            zelWriteFile(base + server + "/bin/lxrender",
                          "#!/bin/sh\necho Corvane Radiant Lumivex 21.0 @1379633 >&2\n", true);
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("HOME", home);
-        environment.insert("USER", "Marker-User");
-        environment.insert("LUMITREE", home + "/apps/" + install);
-        environment.insert("LATTREE", directory.filePath("disk/marker-user/x"));
-        const QString file = directory.filePath("machine.json");
+        QVERIFY(QDir().mkpath(home + "/Downloads"));
+        const ZelEnvironment variables[]{{"HOME", home.toUtf8()},
+                                         {"USER", "Marker-User"},
+                                         {"LUMITREE", (home + server).toUtf8()},
+                                         {"LATTREE", (other + "/x").toUtf8()}};
         const QString profiler = ZEL_SOURCE_DIR "/tools/standins/bin/system_profiler";
-
-        const Result result =
-            zelplan({"snapshot", "--profiler", profiler, "-o", file}, environment);
-        QCOMPARE(result.status, 0);
+        const QString file = directory.filePath("machine.json");
+        QCOMPARE(zelplan({"snapshot", "--profiler", profiler, "-o", file}).status, 0);
         QFile written(file);
         QVERIFY(written.open(QIODevice::ReadOnly));
         const QByteArray json = written.readAll();
         QVERIFY2(!json.toLower().contains("marker"), json.constData());
+        for (const char* text :
+             {"\"~/Lumivex FarmServer-21.0\"", "\"~/Downloads\"", "ory\": \"16\""})
+            QVERIFY2(json.contains(text), json.constData());
         QCOMPARE(json.count("\"ProductName\": \"Lumivex FarmServer 21.0\""), 2);
-        QVERIFY2(json.contains("\"~/apps/Lumivex FarmServer-21.0\""), json.constData());
-        QVERIFY2(json.contains("\"downloadFolder\": \"~/Downloads\""), json.constData());
-        QVERIFY2(json.contains("\"physicalMemory\": \"16\""), json.constData());
-        QCOMPARE(zelplan({"offer", write("manifest.xml", goodManifest), file}).status, 0);
-        QCOMPARE(zelplan({"snapshot", "-o", directory.path()}, environment).status, 2);
-    }
-
-    void refusesBadInput_data() {
-        QTest::addColumn<QStringList>("arguments"); // %1 is the file
-        QTest::addColumn<QByteArray>("contents");
-        const QStringList check{"check", "%1"};
-        const QStringList offer{"offer", write("good.xml", goodManifest), "%1"};
-        const QByteArray snapshot = snapshotJson(machine("Maya:2014"), 1);
-        const auto row = [](const char* name, const QStringList& arguments,
-                            const QByteArray& contents) {
-            QTest::newRow(name) << arguments << contents;
-        };
-        const auto spoilt = [](QByteArray text, const char* before, const char* after) {
-            return text.replace(before, after);
-        };
-        row("empty", check, "");
-        row("truncated", check, goodManifest.left(200));
-        row("web page", check, "<html><title>Error 404</title></html>");
-        row("nested elements", check, QByteArray("<a>").repeated(100000));
-        row("directory", {"check", directory.path()}, "");
-        row("no such file", {"check", "%1.missing"}, "");
-        row("older manifest", {"check", "--against", "%1", offer[1]}, "<M/>");
-        row("refused manifest", {"offer", "%1", "%1"},
-            spoilt(goodManifest, "<M>", "<M><Name>x</Name>"));
-        row("snapshot that is a manifest", offer, goodManifest);
-        row("other format", offer, spoilt(snapshot, "zelplan-", "other-"));
-        row("other version", offer, spoilt(snapshot, "\": 1", "\": 2"));
-        row("product without name", offer, spoilt(snapshot, "ProductName", "ProductNam"));
-        row("negative room", offer, spoilt(snapshot, ": 1", ": -1"));
-        row("nested arrays", offer, QByteArray(100000, '['));
-        row("unknown option", {"check", "--guess", "%1"}, goodManifest);
-        row("no snapshot", {"offer", "%1"}, goodManifest);
-        row("no verb", {}, "");
-    }
-
-    void refusesBadInput() {
-        QFETCH(QStringList, arguments);
-        QFETCH(const QByteArray, contents);
-        const QString file = write("input", contents);
-        const Result result = zelplan(arguments.replaceInStrings("%1", file));
-        QCOMPARE(result.status, 2);
-        QCOMPARE(result.output, QByteArray());
-        QVERIFY2(result.errors.startsWith("zelplan: ") && result.errors.count('\n') == 1,
-                 result.errors.constData());
+        QCOMPARE(zelplan({"offer", write("manifest.xml", manifest()), file}).status, 0);
+        QCOMPARE(zelplan({"snapshot", "-o", directory.path()}).status, 2);
     }
 };
 

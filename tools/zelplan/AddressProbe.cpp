@@ -1,9 +1,9 @@
-#include "AddressProbe.h"
-
-#include "Console.h"
+#include "ManifestChecks.h"
 #include "core/ZelTexts.h"
 
 #include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <memory>
 
 namespace {
@@ -12,127 +12,117 @@ constexpr qsizetype requestsAtATime = 6; // no more go to one server
 constexpr char packageBeginning[] = "xar!";
 constexpr qint64 beginningSize = 4;
 
+// The whole package's, -1 when the server does not tell.
+qint64 lengthOf(const QNetworkReply& reply, int status) {
+    const QByteArray range = reply.rawHeader("Content-Range");
+    const QByteArray text =
+        status == 206 ? range.mid(range.lastIndexOf('/') + 1) : reply.rawHeader("Content-Length");
+    bool isNumber = false;
+    const qint64 length = text.toLongLong(&isNumber);
+    return isNumber ? length : -1;
+}
+
+class AddressProbe : public QObject {
+public:
+    AddressProbe(Manifest& target, int milliseconds) : manifest(target), timeout(milliseconds) {
+        // A bad certificate is a finding, and no reason to learn nothing else.
+        connect(&network, &QNetworkAccessManager::sslErrors, this,
+                [this](QNetworkReply* reply, const QList<QSslError>& errors) {
+                    QStringList& texts = certificateErrors[reply->url().authority()];
+                    for (const QSslError& error : errors)
+                        texts << error.errorString();
+                    texts.removeDuplicates();
+                    reply->ignoreSslErrors();
+                });
+    }
+
+    // Returns when all have answered or did not.
+    void run() {
+        QEventLoop loop;
+        for (int i = 0; i < manifest.products.size(); ++i) {
+            const QUrl& url = manifest.products[i].DownloadURL;
+            if (url.isValid() && url.scheme().startsWith("http") && !url.host().isEmpty())
+                ask(i);
+            while (running >= requestsAtATime)
+                loop.processEvents(QEventLoop::WaitForMoreEvents);
+        }
+        while (running > 0)
+            loop.processEvents(QEventLoop::WaitForMoreEvents);
+    }
+
+private:
+    void ask(int index) {
+        // As the installer asks, so that redirections and protocols are the same.
+        QNetworkRequest request(manifest.products[index].DownloadURL);
+        request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+        request.setRawHeader("Accept-Encoding",
+                             "identity"); // a packed length would not be the file's
+        request.setRawHeader("Range", "bytes=0-" + QByteArray::number(beginningSize - 1));
+        request.setTransferTimeout(timeout);
+        QNetworkReply* reply = network.get(request);
+        reply->setReadBufferSize(beginningSize);
+        ++running;
+        // A server that does not know ranges sends everything: the beginning is enough.
+        auto beginning = std::make_shared<QByteArray>();
+        connect(reply, &QNetworkReply::readyRead, this, [reply, beginning] {
+            if (reply->bytesAvailable() < beginningSize || !beginning->isEmpty())
+                return;
+            *beginning = reply->read(beginningSize);
+            reply->abort();
+        });
+        connect(reply, &QNetworkReply::finished, this, [this, reply, beginning, index] {
+            if (beginning->isEmpty())
+                *beginning = reply->read(beginningSize);
+            judge(index, *reply, *beginning);
+            reply->deleteLater();
+            --running;
+        });
+    }
+
+    void judge(int index, const QNetworkReply& reply, const QByteArray& beginning) {
+        const int line = manifest.notes[index].fields.value("DownloadURL").line;
+        const auto add = [&](const char* kind, const QString& what, const QString& effect) {
+            manifest.add(line, index, kind, what, effect);
+        };
+        const QStringList certificate = certificateErrors.value(reply.url().authority());
+        if (!certificate.isEmpty())
+            add("probe-certificate",
+                "the server's certificate is not trusted: " + certificate.join(' '),
+                "asks each user whether to trust the server all the same");
+
+        const QString fails = "offers it and fails to download it";
+        const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        if (status == 0) {
+            const QString reason = reply.error() == QNetworkReply::OperationCanceledError
+                                       ? QString("no answer in time")
+                                       : ZelNetworkError(reply.error());
+            add("probe-unreachable", "the server cannot be asked: " + reason, fails);
+            return;
+        }
+        if (status != 200 && status != 206) {
+            add("probe-status", QString("the server answers with status %1").arg(status), fails);
+            return;
+        }
+        const qint64 length = lengthOf(reply, status);
+        const qint64 size = manifest.products[index].FileSize;
+        if (length >= 0 && length != size)
+            add("probe-length",
+                QString("the package has %1 bytes, the manifest says %2").arg(length).arg(size),
+                "reserves the wrong room, and downloads the package anew although it is there");
+        if (beginning != packageBeginning)
+            add("probe-contents", "what the server sends does not begin like a flat package",
+                "downloads it and fails to install it");
+    }
+
+    Manifest& manifest;
+    int timeout;
+    QNetworkAccessManager network;
+    QHash<QString, QStringList> certificateErrors; // of each server
+    qsizetype running = 0;
+};
+
 } // namespace
 
-AddressProbe::AddressProbe(const QList<ZelManifestElement>& records,
-                           const QList<RecordNotes>& recordNotes, int milliseconds)
-    : products(records), notes(recordNotes), timeout(milliseconds) {
-    for (int i = 0; i < products.size(); ++i) {
-        const QUrl& url = products[i].DownloadURL;
-        if (url.isValid() && url.scheme().startsWith("http") && !url.host().isEmpty())
-            waiting << i;
-    }
-}
-
-void AddressProbe::run() {
-    const qsizetype total = waiting.size();
-    Progress progress("packages asked for", total);
-    QEventLoop loop;
-    while (!waiting.isEmpty() || running > 0) {
-        while (!waiting.isEmpty() && running < requestsAtATime)
-            askHead(waiting.takeFirst());
-        loop.processEvents(QEventLoop::WaitForMoreEvents);
-        progress.show(total - waiting.size() - running);
-    }
-}
-
-// As the installer asks, so that redirections and protocols are the same.
-QNetworkRequest AddressProbe::request(int index) const {
-    QNetworkRequest result(products[index].DownloadURL);
-    result.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    result.setRawHeader("Accept-Encoding", "identity"); // a packed length would not be the file's
-    result.setTransferTimeout(timeout);
-    return result;
-}
-
-AddressProbe::Answer AddressProbe::read(QNetworkReply* reply) const {
-    Answer answer;
-    answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    answer.type = reply->header(QNetworkRequest::ContentTypeHeader).toString();
-    const QByteArray range = reply->rawHeader("Content-Range");
-    bool isNumber = false;
-    qint64 length = range.mid(range.lastIndexOf('/') + 1).toLongLong(&isNumber);
-    if (!isNumber && answer.status != 206)
-        length = reply->rawHeader("Content-Length").toLongLong(&isNumber);
-    if (isNumber)
-        answer.length = length;
-    if (answer.status == 0)
-        answer.error = reply->error() == QNetworkReply::OperationCanceledError
-                           ? QString("no answer in time")
-                           : ZelNetworkError(reply->error());
-    return answer;
-}
-
-void AddressProbe::askHead(int index) {
-    ++running;
-    QNetworkReply* reply = network.head(request(index));
-    connect(reply, &QNetworkReply::finished, this, [this, reply, index] {
-        const Answer head = read(reply);
-        reply->deleteLater();
-        if (head.error.isEmpty()) {
-            askBeginning(index, head);
-        } else {
-            judge(index, head);
-            --running;
-        }
-    });
-}
-
-// A refused HEAD is made good here: then everything is taken from this answer.
-void AddressProbe::askBeginning(int index, const Answer& head) {
-    QNetworkRequest ranged = request(index);
-    ranged.setRawHeader("Range", "bytes=0-" + QByteArray::number(beginningSize - 1));
-    QNetworkReply* reply = network.get(ranged);
-    reply->setReadBufferSize(beginningSize);
-    auto answer = std::make_shared<Answer>();
-    // A server that does not know ranges sends everything: the beginning is enough.
-    connect(reply, &QNetworkReply::readyRead, this, [this, reply, answer] {
-        if (reply->bytesAvailable() < beginningSize || !answer->beginning.isEmpty())
-            return;
-        *answer = read(reply);
-        answer->beginning = reply->read(beginningSize);
-        reply->abort();
-    });
-    connect(reply, &QNetworkReply::finished, this, [this, reply, answer, head, index] {
-        if (answer->beginning.isEmpty()) {
-            *answer = read(reply);
-            answer->beginning = reply->read(beginningSize);
-        }
-        reply->deleteLater();
-        if (head.status == 200 && head.length >= 0)
-            answer->length = head.length;
-        judge(index, *answer);
-        --running;
-    });
-}
-
-void AddressProbe::judge(int index, const Answer& answer) {
-    if (!answer.error.isEmpty()) {
-        add(index, "probe-unreachable", "the server cannot be asked: " + answer.error,
-            "offers it and fails to download it", "check the address and the server");
-        return;
-    }
-    if (answer.status != 200 && answer.status != 206) {
-        add(index, "probe-status", QString("the server answers with status %1").arg(answer.status),
-            "offers it and fails to download it", "put the package at this address");
-        return;
-    }
-    const qint64 size = products[index].FileSize;
-    if (answer.length >= 0 && answer.length != size)
-        add(index, "probe-length",
-            QString("the package has %1 bytes, the manifest says %2").arg(answer.length).arg(size),
-            "reserves the wrong room, and downloads the package anew although it is there",
-            "write the package's size in bytes");
-    if (answer.type.startsWith("text/html", Qt::CaseInsensitive))
-        add(index, "probe-type", "the server sends a web page",
-            "downloads the page and fails to install it", "put the package at this address");
-    else if (answer.beginning != packageBeginning)
-        add(index, "probe-contents", "what the server sends does not begin like a flat package",
-            "downloads it and fails to install it", "put the package at this address");
-}
-
-void AddressProbe::add(int index, const QString& kind, const QString& what, const QString& effect,
-                       const QString& remedy) {
-    const int line = notes[index].fields.value("DownloadURL").line;
-    findings << Finding{line, index, Severity::Error, kind, what, effect, remedy};
+void probeAddresses(Manifest& manifest, int timeout) {
+    AddressProbe(manifest, timeout).run();
 }

@@ -5,26 +5,11 @@
 #include <QJsonObject>
 #include <algorithm>
 #include <cstdio>
-#include <cwchar>
-#include <unistd.h>
 
 namespace {
 
-constexpr int progressDelay = 1000;   // ms before the line appears
-constexpr int progressInterval = 100; // ms between two updates
-
 bool isPlain(QChar c) {
     return c >= ' ' && c <= '~';
-}
-
-// Columns that the text takes on a terminal.
-qsizetype columns(const QString& text) {
-    if (std::all_of(text.begin(), text.end(), isPlain))
-        return text.size();
-    qsizetype width = 0;
-    for (const char32_t character : text.toUcs4())
-        width += std::max(0, wcwidth(wchar_t(character)));
-    return width;
 }
 
 } // namespace
@@ -38,17 +23,6 @@ void print(const QJsonValue& value) {
     // A document holds an array or an object: the value is taken out of its array again.
     const QByteArray json = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
     std::fwrite(json.constData() + 1, 1, size_t(json.size() - 2), stdout);
-}
-
-int finish(int status) {
-    if (std::fflush(stdout) == 0 && !std::ferror(stdout))
-        return status;
-    return fail("the output could not be written");
-}
-
-int fail(const QString& text) {
-    std::fprintf(stderr, "zelplan: %s\n", printable(text, 500).toUtf8().constData());
-    return Unreadable;
 }
 
 QString printable(const QString& text, qsizetype limit) {
@@ -68,6 +42,14 @@ QString printable(const QString& text, qsizetype limit) {
     return text.size() > limit ? result + u'…' : result;
 }
 
+QString quoted(const QString& text) {
+    return '"' + printable(text, 60) + '"';
+}
+
+QString counted(qsizetype count, const QString& noun) {
+    return QString("%1 %2%3").arg(count).arg(noun, count == 1 ? "" : "s");
+}
+
 QString addressText(const QUrl& url) {
     return url.toString(QUrl::FullyEncoded | QUrl::RemovePassword);
 }
@@ -77,14 +59,14 @@ QString Table::toString(const QString& indent) const {
     for (const QStringList& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (qsizetype i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], columns(row[i]));
+            widths[i] = std::max(widths[i], row[i].size());
     }
 
     QString result;
     for (const QStringList& row : rows) {
         QString line = indent;
         for (qsizetype i = 0; i < row.size(); ++i) {
-            const QString padding(widths[i] - columns(row[i]), ' ');
+            const QString padding(widths[i] - row[i].size(), ' ');
             line += right.contains(i) ? padding + row[i] : row[i] + padding;
             line += "  ";
         }
@@ -93,27 +75,4 @@ QString Table::toString(const QString& indent) const {
         result += line + '\n';
     }
     return result;
-}
-
-Progress::Progress(const QString& subject, qsizetype count)
-    : what(subject), total(count), isTerminal(isatty(STDERR_FILENO)) {
-    sinceStart.start();
-    sinceShown.start();
-}
-
-void Progress::show(qsizetype done) {
-    if (!isTerminal || sinceStart.elapsed() < progressDelay)
-        return;
-    if (visible && sinceShown.elapsed() < progressInterval)
-        return;
-    std::fprintf(stderr, "\r%s: %lld of %lld\033[K", qUtf8Printable(what), qlonglong(done),
-                 qlonglong(total));
-    sinceShown.start();
-    visible = true;
-}
-
-void Progress::hide() {
-    if (visible)
-        std::fputs("\r\033[K", stderr);
-    visible = false;
 }

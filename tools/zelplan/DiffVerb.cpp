@@ -1,77 +1,55 @@
 #include "Console.h"
 #include "Forecast.h"
-#include "ManifestInspector.h"
+#include "Manifest.h"
 #include "Verbs.h"
 #include "core/ZelTexts.h"
 
 #include <QJsonArray>
-#include <QJsonObject>
 
 namespace {
 
-// The same product in both manifests: -1 where one does not have it.
+// The same product in both manifests: -1 and nothing where one does not have it.
 struct Pair {
     int before = -1;
     int after = -1;
-    bool isOtherPackage = false;
+    QJsonObject old;
+    QJsonObject now;
+    QStringList changed; // names of what differs in the package
 };
 
-bool isOtherPackage(const ZelManifestElement& a, const ZelManifestElement& b) {
-    return a.BuildID != b.BuildID || a.FileSize != b.FileSize || a.Name != b.Name ||
-           a.DownloadURL != b.DownloadURL;
-}
-
-// Products are the same when their labels are: what a user reads. Of several with one label the
-// first belongs to the first, and so on.
 QList<Pair> pairUp(const QList<ZelManifestElement>& before,
                    const QList<ZelManifestElement>& after) {
     QList<Pair> pairs;
-    QHash<QString, QList<int>> unpaired;
-    for (int i = 0; i < before.size(); ++i) {
-        unpaired[before[i].label()] << i;
-        pairs << Pair{i, -1, false};
-    }
+    for (int i = 0; i < before.size(); ++i)
+        pairs << Pair{i, -1, toJson(before[i]), {}, {}};
+    const QList<int> partners = findPartners(before, after);
     for (int i = 0; i < after.size(); ++i) {
-        const auto same = unpaired.find(after[i].label());
-        if (same == unpaired.end() || same->isEmpty()) {
-            pairs << Pair{-1, i, false};
-        } else {
-            const int index = same->takeFirst();
-            pairs[index] = {index, i, isOtherPackage(before[index], after[i])};
+        if (partners[i] < 0)
+            pairs << Pair();
+        Pair& pair = partners[i] < 0 ? pairs.last() : pairs[partners[i]];
+        pair.after = i;
+        pair.now = toJson(after[i]);
+        for (const QString& name : pair.now.keys()) {
+            if (partners[i] >= 0 && pair.old[name] != pair.now[name])
+                pair.changed << name;
         }
     }
     return pairs;
 }
 
 struct Side {
-    QList<ZelManifestElement> manifest;
+    QList<ZelManifestElement> products;
     Forecast forecast;
 
     Decision decision(int index) const {
         return index < 0 ? Decision::NotOffered : forecast.decisions[index];
     }
-    QString toString(int index) const {
-        if (index < 0)
-            return "not in the manifest";
-        QString text = nameOf(decision(index));
-        if (decision(index) != Decision::NotOffered)
-            text += QString(", build %1, %2")
-                        .arg(printable(manifest[index].BuildID, 12),
-                             ZelHumanBytes(manifest[index].FileSize));
-        return QString("%1 (%2)").arg(text, printable(forecast.offer.reasons.value(index)));
-    }
-    QJsonValue toJson(int index) const {
-        if (index < 0)
-            return {};
-        const ZelManifestElement& element = manifest[index];
-        int build = 0;
-        element.GetBuildId(build);
-        return QJsonObject{{"decision", nameOf(decision(index))},
-                           {"reason", forecast.offer.reasons.value(index)},
-                           {"name", element.Name},
-                           {"build", build},
-                           {"size", element.FileSize},
-                           {"address", addressText(element.DownloadURL)}};
+    // The record with the decision.
+    QJsonObject complete(QJsonObject json, int index) const {
+        json["decision"] = index < 0 ? QString("not in the manifest") : nameOf(decision(index));
+        if (index >= 0)
+            json["reason"] = forecast.offer.reasons.value(index);
+        return json;
     }
 };
 
@@ -83,31 +61,36 @@ public:
             if (isChanged(pair))
                 changes << pair;
         }
-        for (const QString& issue : before.forecast.issues) {
-            if (!after.forecast.issues.contains(issue))
-                gone << issue;
-        }
-        for (const QString& issue : after.forecast.issues) {
-            if (!before.forecast.issues.contains(issue))
-                come << issue;
-        }
     }
 
     bool isEmpty() const {
-        return changes.isEmpty() && gone.isEmpty() && come.isEmpty() &&
+        return changes.isEmpty() && before.forecast.issues == after.forecast.issues &&
                before.forecast.fits == after.forecast.fits;
     }
 
     void printText(const Snapshot& snapshot) const {
         print(printable(snapshot.file) + '\n');
-        for (const Pair& pair : changes)
-            print(QString("  %1\n    before: %2\n    after:  %3\n")
-                      .arg(printable(label(pair), 60), before.toString(pair.before),
-                           after.toString(pair.after)));
-        for (const QString& issue : gone)
-            print("  no longer told: " + printable(issue, 500) + '\n');
-        for (const QString& issue : come)
-            print("  newly told: " + printable(issue, 500) + '\n');
+        for (const Pair& pair : changes) {
+            const QJsonObject old = before.complete(pair.old, pair.before);
+            const QJsonObject now = after.complete(pair.now, pair.after);
+            const bool moves = old["decision"] != now["decision"];
+            print(QString("  %1%2\n")
+                      .arg(printable(label(pair), 60),
+                           moves ? QString()
+                                 : QString(", %1 as before").arg(now["decision"].toString())));
+            Table table({0});
+            for (const QString& name :
+                 (moves ? QStringList{"decision", "reason"} : QStringList()) + pair.changed) {
+                if (old.contains(name))
+                    table.add({name, printable(old[name].toVariant().toString(), 500)});
+                if (now.contains(name))
+                    table.add({old.contains(name) ? "->" : name,
+                               printable(now[name].toVariant().toString(), 500)});
+            }
+            print(table.toString("    "));
+        }
+        tell("no longer told", before.forecast.issues, after.forecast.issues);
+        tell("newly told", after.forecast.issues, before.forecast.issues);
         print(QString("  room needed: %1 before (%2), %3 after (%4); free are %5\n\n")
                   .arg(ZelHumanBytes(before.forecast.needed), fit(before),
                        ZelHumanBytes(after.forecast.needed), fit(after),
@@ -116,86 +99,79 @@ public:
 
     QJsonObject toJson(const Snapshot& snapshot) const {
         QJsonArray products;
-        for (const Pair& pair : changes)
+        for (const Pair& pair : changes) {
             products << QJsonObject{{"label", label(pair)},
-                                    {"before", before.toJson(pair.before)},
-                                    {"after", after.toJson(pair.after)}};
+                                    {"changed", QJsonArray::fromStringList(pair.changed)},
+                                    {"before", before.complete(pair.old, pair.before)},
+                                    {"after", after.complete(pair.now, pair.after)}};
+        }
         return {{"snapshot", snapshot.file},
-                {"changes", products},
-                {"explanationsGone", QJsonArray::fromStringList(gone)},
-                {"explanationsNew", QJsonArray::fromStringList(come)},
-                {"neededBytesBefore", before.forecast.needed},
-                {"neededBytesAfter", after.forecast.needed},
-                {"fitsBefore", before.forecast.fits},
-                {"fitsAfter", after.forecast.fits}};
+                {"freeBytes", snapshot.freeBytes},
+                {"offer", ::toJson(after.forecast)},
+                {"offerBefore", ::toJson(before.forecast)},
+                {"changes", products}};
     }
 
 private:
     static QString fit(const Side& side) { return side.forecast.fits ? "fits" : "DOES NOT FIT"; }
 
-    QString label(const Pair& pair) const {
-        return pair.after < 0 ? before.manifest[pair.before].label()
-                              : after.manifest[pair.after].label();
+    static void tell(const QString& what, const QStringList& issues, const QStringList& others) {
+        for (const QString& issue : issues) {
+            if (!others.contains(issue))
+                print(QString("  %1: %2\n").arg(what, printable(issue, 500)));
+        }
+    }
+
+    static QString label(const Pair& pair) {
+        return (pair.after < 0 ? pair.old : pair.now)["label"].toString();
     }
 
     // What is offered on neither side concerns nobody; what is offered on both changes with its
     // package.
     bool isChanged(const Pair& pair) const {
         return before.decision(pair.before) != after.decision(pair.after) ||
-               (pair.isOtherPackage && after.decision(pair.after) != Decision::NotOffered);
+               (!pair.changed.isEmpty() && after.decision(pair.after) != Decision::NotOffered);
     }
 
     const Side& before;
     const Side& after;
     QList<Pair> changes;
-    QStringList gone;
-    QStringList come;
 };
 
 } // namespace
 
-int diffVerb(const QCommandLineParser& arguments) {
+int diffVerb(const QCommandLineParser& arguments, QString& problem) {
     const QStringList files = arguments.positionalArguments();
-    QString problem;
-    Side before;
-    Side after;
-    for (const auto& [side, file] : {std::pair(&before, files[0]), std::pair(&after, files[1])}) {
-        auto manifest = readManifest(file, problem);
-        if (!manifest)
-            return fail(problem);
-        side->manifest = std::move(*manifest);
-    }
-    const auto snapshots = readSnapshots(files.mid(2), problem);
+    const auto older = readManifest(files[0], problem);
+    const auto newer = older ? readManifest(files[1], problem) : std::nullopt;
+    const auto snapshots = newer ? readSnapshots(files.mid(2), problem) : std::nullopt;
     if (!snapshots)
-        return fail(problem);
+        return Unreadable;
 
-    const QList<Pair> pairs = pairUp(before.manifest, after.manifest);
+    Side before{older->products, {}};
+    Side after{newer->products, {}};
+    const QList<Pair> pairs = pairUp(before.products, after.products);
     const bool json = arguments.isSet("json");
     if (json)
-        print(QString("{\"format\":\"zelplan-diff\",\"formatVersion\":1,\"changedMachines\":["));
-    Progress progress("machines", snapshots->size());
+        print(QString("{\"format\":\"zelplan-diff\",\"formatVersion\":2,\"machines\":["));
     qsizetype changed = 0;
     for (qsizetype i = 0; i < snapshots->size(); ++i) {
         const Snapshot& snapshot = snapshots->at(i);
-        before.forecast = forecast(before.manifest, snapshot);
-        after.forecast = forecast(after.manifest, snapshot);
+        before.forecast = forecast(before.products, snapshot);
+        after.forecast = forecast(after.products, snapshot);
         const Comparison comparison(before, after, pairs);
-        if (!comparison.isEmpty()) {
+        if (!comparison.isEmpty())
             ++changed;
-            if (json) {
-                print(QString(changed == 1 ? "\n" : ",\n"));
-                print(comparison.toJson(snapshot));
-            } else {
-                progress.hide();
-                comparison.printText(snapshot);
-            }
+        if (json) {
+            print(QString(i == 0 ? "\n" : ",\n"));
+            print(comparison.toJson(snapshot));
+        } else if (!comparison.isEmpty()) {
+            comparison.printText(snapshot);
         }
-        progress.show(i + 1);
     }
-    progress.hide();
-    print(json ? QString("\n],\"machines\":%1}\n").arg(snapshots->size())
-               : QString("The offer changes on %1 of %2 machines.\n")
+    print(json ? QString("\n],\"changedMachines\":%1}\n").arg(changed)
+               : QString("The offer changes on %1 of %2.\n")
                      .arg(changed)
-                     .arg(snapshots->size()));
-    return finish(changed > 0 ? Found : Clean);
+                     .arg(counted(snapshots->size(), "machine")));
+    return changed > 0 ? Found : Clean;
 }

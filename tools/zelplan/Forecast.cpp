@@ -1,5 +1,7 @@
 #include "Forecast.h"
 
+#include <QJsonArray>
+
 Forecast forecast(const QList<ZelManifestElement>& manifest, const Snapshot& snapshot) {
     Forecast result;
     ZelChooseDownloads(manifest, snapshot.assay, result.offer, result.issues);
@@ -13,6 +15,19 @@ Forecast forecast(const QList<ZelManifestElement>& manifest, const Snapshot& sna
     result.fits = snapshot.freeBytes >= result.needed;
     snapshot.assay.FindMachineProperty(ZelAttrInstallProblem, result.installProblem);
     return result;
+}
+
+QJsonObject toJson(const Forecast& forecast) {
+    QJsonArray rows;
+    for (const int index : forecast.offer.chosen)
+        rows << index;
+    return {{"proposedInOrder", rows},
+            {"explanations", QJsonArray::fromStringList(forecast.issues)},
+            {"installProblem", forecast.installProblem.isEmpty()
+                                   ? QJsonValue()
+                                   : QJsonValue(forecast.installProblem)},
+            {"neededBytes", forecast.needed},
+            {"fits", forecast.fits}};
 }
 
 QString nameOf(Decision decision) {

@@ -3,6 +3,8 @@
 #include "Snapshot.h"
 #include "core/ZelSelectionRules.h"
 
+#include <QJsonObject>
+
 enum class Decision { NotOffered, Proposed, Hidden };
 
 // What the selection page would show on a machine.
@@ -17,6 +19,9 @@ struct Forecast {
     // Whether the page turns the user away: there is nothing to choose, or no room for it.
     bool isDeadEnd() const { return offer.chosen.isEmpty() || !fits || !installProblem.isEmpty(); }
 };
+
+// What there is to tell of it for programs, without the products.
+QJsonObject toJson(const Forecast& forecast);
 
 Forecast forecast(const QList<ZelManifestElement>& manifest, const Snapshot& snapshot);
 

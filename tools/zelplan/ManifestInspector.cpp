@@ -3,8 +3,8 @@
 #include "Console.h"
 #include "Snapshot.h"
 
+#include <QRegularExpression>
 #include <algorithm>
-#include <numeric>
 
 namespace {
 
@@ -12,14 +12,7 @@ namespace {
 constexpr qint64 manifestLimit = 64 * 1024 * 1024;
 
 constexpr char successElement[] = "ZELSuccessURL";
-
-bool isBlank(const QString& text) {
-    return text.trimmed().isEmpty();
-}
-
-QString quoted(const QString& text) {
-    return '"' + printable(text, 60) + '"';
-}
+constexpr char refuses[] = "refuses the whole manifest: every user reads \"bad manifest reply\"";
 
 QString suggestion(const QString& name) {
     for (const QString& known : ZelManifestHandler::elementNames()) {
@@ -29,52 +22,51 @@ QString suggestion(const QString& name) {
     return QString();
 }
 
-} // namespace
-
-bool isNearMiss(const QString& word, const QString& other) {
-    const int limit = int(std::clamp<qsizetype>(other.size() / 4, 1, 3));
-    if (std::abs(word.size() - other.size()) > limit)
-        return false;
-    const QString a = word.toLower();
-    const QString b = other.toLower();
-    // Edit distance, one row of the table at a time.
-    QList<int> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), 0);
-    for (qsizetype i = 0; i < a.size(); ++i) {
-        int diagonal = row[0]++;
-        for (qsizetype j = 0; j < b.size(); ++j) {
-            const int replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
-        }
-    }
-    return row.last() <= limit;
+Manifest parse(const QString& file, const QByteArray& document) {
+    Manifest manifest;
+    manifest.file = file;
+    ManifestInspector inspector(manifest);
+    inspector.read(document);
+    manifest.successUrl = inspector.successUrl;
+    return manifest;
 }
 
-ManifestInspector::ManifestInspector(QList<ZelManifestElement>& target)
-    : ZelManifestHandler(target), products(target) {}
+// Writes &amp; for each & that begins no entity, and appends the lines in which they stand.
+QByteArray withoutBareAmpersands(const QByteArray& document, QList<int>& lines) {
+    static const QRegularExpression bare("&(?!#?[\\w.:-]+;)");
+    QStringList rows = QString::fromLatin1(document).split('\n'); // a character for each byte
+    for (int i = 0; i < rows.size(); ++i) {
+        if (!rows[i].contains(bare))
+            continue;
+        rows[i].replace(bare, "&amp;");
+        lines << i + 1;
+    }
+    return rows.join('\n').toLatin1();
+}
 
-void ManifestInspector::add(Severity severity, const Element& element, const QString& kind,
-                            const QString& what, const QString& effect, const QString& remedy) {
-    const int product = element.inProduct ? int(products.size()) - 1 : -1;
-    findings << Finding{element.line, product, severity, kind, what, effect, remedy};
+} // namespace
+
+ManifestInspector::ManifestInspector(Manifest& target)
+    : ZelManifestHandler(target.products), manifest(target) {}
+
+Finding& ManifestInspector::add(const Element& element, const char* kind, const QString& what,
+                                const QString& effect) {
+    const int product = element.inProduct ? int(manifest.products.size()) - 1 : -1;
+    return manifest.add(element.line, product, kind, what, effect);
 }
 
 bool ManifestInspector::beginElement(const QString& name) {
-    const qsizetype before = products.size();
+    const qsizetype before = manifest.products.size();
     ZelManifestHandler::beginElement(name);
 
     Element element;
     element.name = name;
     element.line = locator->lineNumber();
     element.isField = awaitsText();
-    element.isProduct = products.size() > before;
+    element.isProduct = manifest.products.size() > before;
     element.inProduct = !open.isEmpty() && (open.last().isProduct || open.last().inProduct);
-    isManifest |= element.isProduct || element.isField;
     if (element.isProduct) {
-        RecordNotes record;
-        record.line = element.line;
-        notes << record;
+        manifest.notes << RecordNotes{element.line, {}};
         if (!open.isEmpty())
             open.last().holdsProduct = true;
     } else if (element.isField) {
@@ -93,12 +85,13 @@ bool ManifestInspector::endElement(const QString& namespaceURI, const QString& l
     const bool isUnknown = !element.isField && !element.isProduct;
     if (isUnknown && !element.holdsProduct && !open.isEmpty()) {
         const QString known = suggestion(element.name);
-        isManifest |= !known.isEmpty();
-        if (element.inProduct || element.holdsText || !known.isEmpty())
-            add(Severity::Warning, element, "unknown-element",
-                QString("the element %1 is not known").arg(quoted(element.name)),
-                "passes over it and its text",
-                known.isEmpty() ? QString("remove it") : QString("write %1").arg(quoted(known)));
+        if (element.inProduct || element.holdsText || !known.isEmpty()) {
+            Finding& finding = add(element, "unknown-element",
+                                   QString("the element %1 is not known").arg(quoted(element.name)),
+                                   "passes over it and its text");
+            if (!known.isEmpty())
+                finding.remedy = "write " + quoted(known);
+        }
     }
     return ZelManifestHandler::endElement(namespaceURI, localName, qName);
 }
@@ -106,16 +99,26 @@ bool ManifestInspector::endElement(const QString& namespaceURI, const QString& l
 bool ManifestInspector::characters(const QString& text) {
     const bool awaited = awaitsText();
     if (!ZelManifestHandler::characters(text)) {
-        refused = true;
+        manifest.accepted = false;
         textRefused(text);
     } else if (awaited && awaitsText()) {
         textRefused(text);
     } else if (awaited) {
         textTaken(text);
-    } else if (!isBlank(text) && !open.isEmpty()) {
+    } else if (!text.trimmed().isEmpty() && !open.isEmpty()) {
         textLost(text);
     }
     return true;
+}
+
+bool ManifestInspector::fatalError(const QXmlParseException& exception) {
+    manifest.accepted = false;
+    manifest.add(exception.lineNumber(), -1, "unreadable",
+                 QString("the reader stops at column %1: %2")
+                     .arg(exception.columnNumber())
+                     .arg(exception.message()),
+                 refuses);
+    return ZelManifestHandler::fatalError(exception);
 }
 
 // A field, or the success address, stands before the first product.
@@ -124,42 +127,33 @@ void ManifestInspector::textRefused(const QString& text) {
         return;
     awaiting.reported = true;
     if (awaiting.name == successElement)
-        add(Severity::Error, awaiting, "early-success-address",
+        add(awaiting, "early-success-address",
             QString("the success address %1 comes before the first product").arg(quoted(text)),
-            "passes over it and opens its built-in page at the end",
-            "move it behind the first product");
+            "passes over it and opens its built-in page at the end");
     else
-        add(Severity::Error, awaiting, "field-before-product",
+        add(awaiting, "field-before-product",
             QString("the field %1 comes before the first product").arg(quoted(awaiting.name)),
-            "refuses the whole manifest: every user reads \"bad manifest reply\"",
-            "move it into a ProductInfo element");
+            refuses);
 }
 
 void ManifestInspector::textTaken(const QString& text) {
     const bool isSuccess = awaiting.name == successElement;
-    const bool isClosed = open.size() <= awaitingLevel;
-    if (isClosed) {
-        add(Severity::Error, awaiting, "swallowed-space",
+    if (open.size() <= awaitingLevel)
+        add(awaiting, "swallowed-space",
             QString("the field %1 is empty").arg(quoted(awaiting.name)),
-            QString("takes the text behind it, %1, for its value").arg(quoted(text)),
-            "remove the empty field or give it a value");
-    }
+            QString("takes the text behind it, %1, for its value").arg(quoted(text)));
     if (!awaiting.inProduct && !isSuccess)
-        add(Severity::Error, awaiting, "field-outside-product",
+        add(awaiting, "field-outside-product",
             QString("the field %1 stands outside of any product").arg(quoted(awaiting.name)),
-            "stores it into the product before it", "move it into its ProductInfo element");
+            "stores it into the product before it");
 
-    RecordNotes& record = notes.last();
-    const QString before = isSuccess ? successAddress : record.fields.value(awaiting.name).text;
-    if (isSuccess ? !before.isEmpty() : record.fields.contains(awaiting.name))
-        add(Severity::Error, awaiting, "repeated-field",
+    RecordNotes::Field& field =
+        isSuccess ? manifest.success : manifest.notes.last().fields[awaiting.name];
+    if (!field.text.isEmpty())
+        add(awaiting, "repeated-field",
             QString("the field %1 comes again").arg(quoted(awaiting.name)),
-            QString("takes %1 in place of %2").arg(quoted(text), quoted(before)),
-            "keep one of them");
-    if (isSuccess)
-        successAddress = text;
-    else
-        record.fields[awaiting.name] = {awaiting.line, text};
+            QString("takes %1 in place of %2").arg(quoted(text), quoted(field.text)));
+    field = {awaiting.line, text};
 }
 
 void ManifestInspector::textLost(const QString& text) {
@@ -168,32 +162,39 @@ void ManifestInspector::textLost(const QString& text) {
     if (!element.isField || element.reported)
         return;
     element.reported = true;
-    add(Severity::Error, element, "cut-text",
+    add(element, "cut-text",
         QString("the text of the field %1 is in several pieces").arg(quoted(element.name)),
-        QString("takes only the first piece; %1 is lost").arg(quoted(text)),
-        "write the text in one piece: no CDATA section, comment or element in it");
+        QString("takes only the first piece; %1 is lost").arg(quoted(text)));
 }
 
-bool readManifest(const QString& path, ZelManifestHandler& handler, QString& problem) {
+std::optional<Manifest> inspectManifest(const QString& path, QString& problem) {
     const std::optional<QByteArray> bytes = readFile(path, manifestLimit, problem);
     if (!bytes)
-        return false;
-    if (handler.read(*bytes))
-        return true;
-    problem = QString("%1: not a manifest that the installer reads: %2").arg(path, handler.problem);
-    return false;
+        return {};
+    const QString file = path == "-" ? QString("<stdin>") : path;
+    Manifest manifest = parse(file, *bytes);
+    // The usual slip, in an address with parameters: without it the rest can be read too.
+    QList<int> lines;
+    const QByteArray mended =
+        manifest.accepted ? QByteArray() : withoutBareAmpersands(*bytes, lines);
+    if (!lines.isEmpty())
+        manifest = parse(file, mended);
+    for (const int line : lines) {
+        manifest.accepted = false;
+        manifest.add(line, -1, "bare-ampersand", "an & begins no entity", refuses);
+    }
+    if (manifest.products.isEmpty())
+        manifest.add(1, -1, "no-product", "there is no product in it", "offers nothing to anybody");
+    return manifest;
 }
 
-std::optional<QList<ZelManifestElement>> readManifest(const QString& path, QString& problem) {
-    QList<ZelManifestElement> products;
-    ManifestInspector inspector(products);
-    if (!readManifest(path, inspector, problem))
-        return {};
-    if (inspector.refused)
-        problem = path + ": the installer refuses it; zelplan check tells why";
-    else if (products.isEmpty())
-        problem = path + ": not a manifest: there is no product in it";
-    else
-        return products;
+std::optional<Manifest> readManifest(const QString& path, QString& problem) {
+    std::optional<Manifest> manifest = inspectManifest(path, problem);
+    if (!manifest || (manifest->accepted && !manifest->products.isEmpty()))
+        return manifest;
+    const auto reason = std::find_if(manifest->findings.cbegin(), manifest->findings.cend() - 1,
+                                     [](const Finding& f) { return f.effect == refuses; });
+    problem = QString("%1:%2: not a manifest that offers anything: %3")
+                  .arg(manifest->file, QString::number(reason->line), reason->what);
     return {};
 }

@@ -1,6 +1,6 @@
 #include "Console.h"
 #include "Forecast.h"
-#include "ManifestInspector.h"
+#include "Manifest.h"
 #include "Verbs.h"
 #include "core/ZelTexts.h"
 
@@ -9,44 +9,16 @@
 
 namespace {
 
-// What is the same for all machines is listed once.
-QJsonArray toJson(const QList<ZelManifestElement>& manifest) {
-    QJsonArray products;
-    for (const ZelManifestElement& element : manifest) {
-        int build = 0;
-        element.GetBuildId(build);
-        products << QJsonObject{
-            {"label", element.label()},
-            {"name", element.Name},
-            {"build", build},
-            {"size", element.FileSize},
-            {"address", addressText(element.DownloadURL)},
-            {"eligible", element.EligibleCommunityDownload},
-        };
-    }
-    return products;
-}
-
 QJsonObject toJson(const Snapshot& snapshot, const Forecast& forecast) {
     QJsonArray decisions;
     for (int i = 0; i < forecast.decisions.size(); ++i)
         decisions << QJsonObject{{"product", i},
                                  {"decision", nameOf(forecast.decisions[i])},
                                  {"reason", forecast.offer.reasons.value(i)}};
-    QJsonArray rows;
-    for (const int index : forecast.offer.chosen)
-        rows << index;
-    return {
-        {"snapshot", snapshot.file},
-        {"decisions", decisions},
-        {"proposedInOrder", rows},
-        {"explanations", QJsonArray::fromStringList(forecast.issues)},
-        {"installProblem",
-         forecast.installProblem.isEmpty() ? QJsonValue() : QJsonValue(forecast.installProblem)},
-        {"neededBytes", forecast.needed},
-        {"freeBytes", snapshot.freeBytes},
-        {"fits", forecast.fits},
-    };
+    return {{"snapshot", snapshot.file},
+            {"freeBytes", snapshot.freeBytes},
+            {"offer", toJson(forecast)},
+            {"decisions", decisions}};
 }
 
 QStringList row(const ZelManifestElement& element, int index, const Forecast& forecast) {
@@ -85,42 +57,41 @@ void printText(const QList<ZelManifestElement>& manifest, const Snapshot& snapsh
 
 } // namespace
 
-int offerVerb(const QCommandLineParser& arguments) {
+int offerVerb(const QCommandLineParser& arguments, QString& problem) {
     const QStringList files = arguments.positionalArguments();
-    QString problem;
     const auto manifest = readManifest(files.first(), problem);
     if (!manifest)
-        return fail(problem);
+        return Unreadable;
     const auto snapshots = readSnapshots(files.mid(1), problem);
     if (!snapshots)
-        return fail(problem);
+        return Unreadable;
 
     // Written machine by machine: thousands of products times machines would not fit in memory.
     const bool json = arguments.isSet("json");
     if (json) {
-        print(QString("{\"format\":\"zelplan-offer\",\"formatVersion\":1,\"manifest\":"));
-        print(QJsonValue(files.first()));
+        print(QString("{\"format\":\"zelplan-offer\",\"formatVersion\":2,\"manifest\":"));
+        print(QJsonValue(manifest->file));
+        QJsonArray products; // what is the same for all machines is listed once
+        for (const ZelManifestElement& element : manifest->products)
+            products << toJson(element);
         print(QString(",\n\"products\":"));
-        print(toJson(*manifest));
+        print(products);
         print(QString(",\n\"machines\":["));
     }
-    Progress progress("machines", snapshots->size());
     int status = Clean;
     for (qsizetype i = 0; i < snapshots->size(); ++i) {
         const Snapshot& snapshot = snapshots->at(i);
-        const Forecast result = forecast(*manifest, snapshot);
+        const Forecast result = forecast(manifest->products, snapshot);
         if (result.isDeadEnd())
             status = Found;
         if (json) {
             print(QString(i == 0 ? "\n" : ",\n"));
             print(toJson(snapshot, result));
         } else {
-            progress.hide();
-            printText(*manifest, snapshot, result);
+            printText(manifest->products, snapshot, result);
         }
-        progress.show(i + 1);
     }
     if (json)
         print(QString("\n]}\n"));
-    return finish(status);
+    return status;
 }

@@ -72,6 +72,37 @@ bool readAttributes(const QJsonValue& value, QHash<ZelAttrNames, QString>& attri
     return value.isObject();
 }
 
+// Nothing, with the reason in `problem`, when the file is not a snapshot of the one known format.
+std::optional<Snapshot> readSnapshot(const QString& path, QString& problem) {
+    const std::optional<QByteArray> bytes = readFile(path, fileLimit, problem);
+    if (!bytes)
+        return {};
+
+    const QJsonObject json = QJsonDocument::fromJson(*bytes).object();
+    Snapshot snapshot;
+    snapshot.file = path == "-" ? QString("<stdin>") : path;
+    snapshot.folder = json["downloadFolder"].toString();
+    snapshot.freeBytes = json["freeBytes"].toInteger(-1);
+    const char* fault = nullptr;
+    if (json["format"] != formatName)
+        fault = "format";
+    else if (json["formatVersion"] != formatVersion)
+        fault = "formatVersion";
+    else if (!readAttributes(json["attributes"], snapshot.assay.attributes))
+        fault = "attributes";
+    else if (!readProducts(json["products"], snapshot.assay.products))
+        fault = "products";
+    else if (!json["downloadFolder"].isString())
+        fault = "downloadFolder";
+    else if (snapshot.freeBytes < 0)
+        fault = "freeBytes";
+    if (!fault)
+        return snapshot;
+    problem = QString("%1: not a snapshot, or a damaged one: its \"%2\" is not as it should be")
+                  .arg(path, fault);
+    return {};
+}
+
 } // namespace
 
 Snapshot takeSnapshot(const QString& profilerPath) {
@@ -115,45 +146,6 @@ QByteArray snapshotToJson(const Snapshot& snapshot) {
         .toJson();
 }
 
-std::optional<Snapshot> readSnapshot(const QString& path, QString& problem) {
-    const std::optional<QByteArray> bytes = readFile(path, fileLimit, problem);
-    if (!bytes)
-        return {};
-
-    QJsonParseError error;
-    const QJsonObject json = QJsonDocument::fromJson(*bytes, &error).object();
-    if (error.error != QJsonParseError::NoError) {
-        problem = QString("%1: not a snapshot: %2").arg(path, error.errorString());
-        return {};
-    }
-    if (json["format"] != formatName) {
-        problem = path + ": not a snapshot: its format has another name";
-        return {};
-    }
-    if (json["formatVersion"] != formatVersion) {
-        problem = QString("%1: a snapshot of another version than %2").arg(path).arg(formatVersion);
-        return {};
-    }
-
-    Snapshot snapshot;
-    snapshot.file = path;
-    snapshot.folder = json["downloadFolder"].toString();
-    snapshot.freeBytes = json["freeBytes"].toInteger(-1);
-    const char* fault = nullptr;
-    if (!readAttributes(json["attributes"], snapshot.assay.attributes))
-        fault = "attributes";
-    else if (!readProducts(json["products"], snapshot.assay.products))
-        fault = "products";
-    else if (!json["downloadFolder"].isString())
-        fault = "downloadFolder";
-    else if (snapshot.freeBytes < 0)
-        fault = "freeBytes";
-    if (!fault)
-        return snapshot;
-    problem = QString("%1: a damaged snapshot: \"%2\" is not as it should be").arg(path, fault);
-    return {};
-}
-
 std::optional<QList<Snapshot>> readSnapshots(const QStringList& paths, QString& problem) {
     QList<Snapshot> snapshots;
     for (const QString& path : paths) {
@@ -171,7 +163,7 @@ std::optional<QByteArray> readFile(const QString& path, qint64 limit, QString& p
         problem = path + ": a directory, not a file";
         return {};
     }
-    if (!file.open(QIODevice::ReadOnly)) {
+    if (path == "-" ? !file.open(stdin, QIODevice::ReadOnly) : !file.open(QIODevice::ReadOnly)) {
         problem = QString("%1: %2").arg(path, file.errorString());
         return {};
     }

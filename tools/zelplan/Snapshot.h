@@ -19,11 +19,10 @@ Snapshot takeSnapshot(const QString& profilerPath);
 // The snapshot as JSON. It names neither the user nor the home directory.
 QByteArray snapshotToJson(const Snapshot& snapshot);
 
-// Nothing, with the reason in `problem`, when the file is not a snapshot of the one known format.
-std::optional<Snapshot> readSnapshot(const QString& path, QString& problem);
-
-// Reads all of them; stops at the first that is not one.
+// Reads all of them. Nothing, with the reason in `problem`, when a file is not a snapshot of the
+// one known format.
 std::optional<QList<Snapshot>> readSnapshots(const QStringList& paths, QString& problem);
 
-// A whole file of at most `limit` bytes; nothing, with the reason in `problem`, when there is none.
+// A whole file of at most `limit` bytes, "-" for standard input; nothing, with the reason in
+// `problem`, when there is none.
 std::optional<QByteArray> readFile(const QString& path, qint64 limit, QString& problem);

@@ -1,110 +1,171 @@
 // zelplan: what the installer would offer, without running it. See docs/zelplan.md.
 
 #include "Console.h"
+#include "Report.h"
 #include "Snapshot.h"
 #include "Verbs.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
 #include <QSaveFile>
-#include <clocale>
-#include <limits>
+#include <cstdio>
 
 namespace {
 
 struct Verb {
     QString name;
-    QString syntax;
+    QString files;
     QString description;
-    qsizetype minimum; // of arguments
-    qsizetype maximum;
+    qsizetype least; // number of files; 0 stands for none at all
     QList<QCommandLineOption> options;
-    int (*run)(const QCommandLineParser& arguments);
+    int (*run)(const QCommandLineParser& arguments, QString& problem);
 };
 
 const QList<Verb>& verbs() {
-    constexpr qsizetype any = std::numeric_limits<qsizetype>::max();
+    const QCommandLineOption json("json", "Print JSON, whatever the outcome.");
     static const QList<Verb> list{
         {"snapshot",
-         "[-o FILE]",
+         "",
          "Write down what the installer finds on this machine. Exit status 0.",
          0,
-         0,
          {{{"o", "output"}, "Write to <file> in place of standard output.", "file"},
-          {"profiler", "Run <program> in place of the system profiler.", "program"}},
+          {"profiler", "Run <program> in place of the system profiler.", "program"},
+          json},
          snapshotVerb},
         {"offer",
          "MANIFEST SNAPSHOT...",
          "Tell what the selection page shows on each machine. Exit status 1 when a machine is "
          "proposed nothing, has no room for it, or cannot install it, else 0.",
          2,
-         any,
-         {},
+         {json},
          offerVerb},
         {"check",
-         "MANIFEST",
-         "Tell what in a manifest is hardly meant. Exit status 1 when there are errors or "
-         "warnings, 0 when there are none or only notes.",
+         "MANIFEST...",
+         "Tell what in a manifest is hardly meant. Exit status 1 when a manifest has findings "
+         "that --fail-on asks for, else 0.",
          1,
-         1,
-         {{"against", "Also report builds that are lower than in <older>.", "older"},
+         {{"against",
+           "Also tell what changed for the worse since <older>; what that has too "
+           "does not count.",
+           "older"},
+          {"all", "With --against: what <older> has too counts as well."},
+          {"allow",
+           "Findings of this kind do not count, with a label only those about that "
+           "product. May be given several times.",
+           "kind[=label]"},
+          {"fail-on", "Least <severity> that counts: error, or warning unless told.", "severity",
+           "warning"},
           {"probe", "Also ask each download address."},
-          {"timeout", "Seconds that a server has to answer, 10 unless told.", "seconds", "10"}},
+          {"timeout", "Seconds that a server has to answer, 10 unless told.", "seconds", "10"},
+          json,
+          {"sarif", "Print SARIF 2.1.0, whatever the outcome."}},
          checkVerb},
         {"diff",
          "OLD NEW SNAPSHOT...",
-         "Tell on which machines the offer changes from one manifest to the other, and how. Exit "
-         "status 1 when it does on any, else 0.",
+         "Tell whose offer changes from one manifest to the other, and how. Exit status 1 when one "
+         "does, else 0.",
          3,
-         any,
-         {},
+         {json},
          diffVerb},
     };
     return list;
 }
 
-int runVerb(const Verb& verb, const QStringList& arguments) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(verb.description + " Exit status 2 for bad input.");
-    const QCommandLineOption help = parser.addHelpOption();
-    parser.addOption({"json", "Print JSON."});
-    parser.addOptions(verb.options);
-    const QStringList command{QCoreApplication::applicationName() + ' ' + verb.name};
-    if (!parser.parse(command + arguments))
-        return fail(parser.errorText());
-    if (parser.isSet(help)) {
-        parser.addPositionalArgument(verb.name, QString(), verb.name + ' ' + verb.syntax);
-        print(parser.helpText());
-        return finish(Clean);
+// The verb with all its options.
+QString usage(const Verb& verb) {
+    QString text = "Usage: zelplan " + verb.name;
+    for (const QCommandLineOption& option : verb.options) {
+        const QString value = option.valueName();
+        text += QString(" [--%1%2]")
+                    .arg(option.names().constLast(), value.isEmpty() ? value : " <" + value + '>');
     }
-    const qsizetype count = parser.positionalArguments().size();
-    if (count < verb.minimum || count > verb.maximum)
-        return fail(QString("usage: zelplan %1 %2 [--json]").arg(verb.name, verb.syntax));
-    return verb.run(parser);
+    return text + ' ' + verb.files;
 }
 
-QString usage() {
-    QString text = "Usage: zelplan VERB [options]\n\n";
+QString overview() {
+    QString text = "Usage: zelplan VERB [OPTIONS] FILES\n\n";
     Table table({});
     for (const Verb& verb : verbs())
-        table.add({verb.name + ' ' + verb.syntax, verb.description.section(". ", 0, 0) + '.'});
+        table.add({verb.name + ' ' + verb.files, verb.description.section(". ", 0, 0) + '.'});
     return text + table.toString("  ") +
-           "\nzelplan VERB --help tells more. --json makes every verb print JSON. Exit status 2: "
-           "bad input.\n";
+           "\nzelplan VERB --help tells more. \"-\" is standard input. --json makes every verb "
+           "print JSON.\nExit status 2: bad usage or input.\n";
+}
+
+void complain(const QString& text) {
+    std::fprintf(stderr, "zelplan: %s\n", printable(text, 500).toUtf8().constData());
+}
+
+// What is asked for cannot be done. Who reads the output by program learns it there too.
+void fail(const QString& text) {
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.contains("--sarif")) {
+        printSarif({}, text);
+    } else if (arguments.contains("--json")) {
+        print(QJsonObject{{"format", "zelplan-error"}, {"formatVersion", 1}, {"error", text}});
+        print(QString("\n"));
+    }
+    complain(text);
+}
+
+int runVerb(const Verb& verb, const QStringList& arguments) {
+    QCommandLineParser parser;
+    QString description = verb.description + " Exit status 2 for bad usage or input.";
+    parser.setApplicationDescription(description.replace(". ", ".\n"));
+    const QCommandLineOption help({"h", "help"}, "Print this.");
+    parser.addOptions(verb.options + QList{help});
+    QString problem;
+    if (!parser.parse(QStringList{verb.name} + arguments)) {
+        problem = parser.errorText();
+    } else if (parser.isSet(help)) {
+        // Qt's own first line would begin with the program's path.
+        print(usage(verb) + '\n' + parser.helpText().section('\n', 1));
+        return Clean;
+    } else {
+        const qsizetype count = parser.positionalArguments().size();
+        if (verb.least == 0 ? count == 0 : count >= verb.least) {
+            const int status = verb.run(parser, problem);
+            if (problem.isEmpty())
+                return status;
+        } else {
+            problem = usage(verb).trimmed();
+        }
+    }
+    fail(problem);
+    return Unreadable;
+}
+
+int run(const QStringList& arguments) {
+    const QString name = arguments.value(1);
+    if (name == "--help" || name == "-h" || name == "help") {
+        print(overview());
+        return Clean;
+    }
+    if (name == "--version") {
+        print(QString("zelplan %1\n").arg(QCoreApplication::applicationVersion()));
+        return Clean;
+    }
+    for (const Verb& verb : verbs()) {
+        if (verb.name == name)
+            return runVerb(verb, arguments.mid(2));
+    }
+    fail(QString("%1; zelplan --help lists the verbs")
+             .arg(name.isEmpty() ? QString("no verb") : "unknown verb " + quoted(name)));
+    return Unreadable;
 }
 
 } // namespace
 
-int snapshotVerb(const QCommandLineParser& arguments) {
+int snapshotVerb(const QCommandLineParser& arguments, QString& problem) {
     const QByteArray json = snapshotToJson(takeSnapshot(arguments.value("profiler")));
     if (!arguments.isSet("output")) {
         print(QString::fromUtf8(json));
-        return finish(Clean);
+        return Clean;
     }
     QSaveFile file(arguments.value("output"));
     if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.commit())
-        return fail(QString("%1: %2").arg(file.fileName(), file.errorString()));
-    return Clean;
+        problem = QString("%1: %2").arg(file.fileName(), file.errorString());
+    return problem.isEmpty() ? Clean : Unreadable;
 }
 
 int main(int argc, char** argv) {
@@ -113,24 +174,10 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("zelplan");
     QCoreApplication::setApplicationVersion(ZEL_PLAN_VERSION);
-    // The tables are UTF-8 in every locale; their columns are counted accordingly.
-    if (!std::setlocale(LC_CTYPE, "C.UTF-8"))
-        std::setlocale(LC_CTYPE, "UTF-8");
 
-    const QString name = app.arguments().value(1);
-    if (name == "--help" || name == "-h" || name == "help") {
-        print(usage());
-        return finish(Clean);
-    }
-    if (name == "--version") {
-        print(QString("zelplan %1\n").arg(app.applicationVersion()));
-        return finish(Clean);
-    }
-    for (const Verb& verb : verbs()) {
-        if (verb.name == name)
-            return runVerb(verb, app.arguments().mid(2));
-    }
-    return fail(name.isEmpty()
-                    ? QString("no verb; zelplan --help lists them")
-                    : QString("unknown verb \"%1\"; zelplan --help lists them").arg(name));
+    const int status = run(app.arguments());
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout))
+        return status;
+    complain("the output could not be written");
+    return Unreadable;
 }
