@@ -3,7 +3,9 @@
 #include "drive/ZelHeldServer.h"
 #include "support/ZelTestSupport.h"
 
+#include <QAccessible>
 #include <QCheckBox>
+#include <QLabel>
 #include <QTableWidget>
 
 class tst_selection : public QObject {
@@ -31,6 +33,19 @@ const QByteArray guide = product("Pens & Brushes");
 const QByteArray notEligible = product("Licence Manager", 4, false);
 
 constexpr qint64 exabyte = qint64(1) << 60;
+
+// What stands in the table's place, what a screen reader says of it, the number of rows, and what
+// can be used.
+QVariantList look(const ZelWizardDriver& wizard) {
+    auto* table = wizard.find<QTableWidget>("products");
+    const auto* label = table->viewport()->findChild<QLabel*>();
+    return {label && label->isVisible() ? label->text() : "",
+            QAccessible::queryAccessibleInterface(table)->text(QAccessible::Description),
+            table->rowCount(),
+            table->isEnabled(),
+            wizard.find<QCheckBox>("showAll")->isEnabled(),
+            wizard.window->button(QWizard::NextButton)->isEnabled()};
+}
 
 QStringList showAll(const ZelWizardDriver& wizard) {
     wizard.press("showAll");
@@ -68,18 +83,33 @@ void tst_selection::eachVisitAsksAnew() {
     app->scheme = "http";
     app->host = server.hostAndPort();
     const QByteArray manifest = zelManifestXml({farmServer, atelier, guide});
-    for (int visit : {1, 2}) {
+    const auto answer = [&](const QByteArray& validation) {
+        server.answer(manifest.size(), manifest, "Validation: " + validation + "\r\n");
+    };
+    const QString text = "Asking Corvane for the product list...";
+    const QVariantList waiting{text, text, 0, false, false, false};
+    int visit = 0;
+    for (const char* late : {"", "Approved", "Error Account closed", ""}) {
+        ++visit;
         QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
         QTRY_COMPARE(server.requests.size(), visit);
         QCOMPARE(ZelLogCapture::lines().count("Doing assay..."), visit);
-        QVERIFY(!wizard.window->button(QWizard::NextButton)->isEnabled());
-        server.answer(manifest.size(), manifest, "Validation: Approved\r\n");
-        QTRY_VERIFY(wizard.window->button(QWizard::NextButton)->isEnabled());
-        QCOMPARE(wizard.rows().size(), 3);
-        QVERIFY(!wizard.find<QCheckBox>("showAll")->isChecked());
-        showAll(wizard);
-        wizard.press(QWizard::BackButton);
+        QCOMPARE(look(wizard), waiting);
+        if (*late) {
+            wizard.press(QWizard::BackButton);
+            answer(late);
+            QTRY_COMPARE(ZelLogCapture::lines().filter("Manifest request ").size(), visit);
+        } else {
+            answer("Approved");
+            QTRY_VERIFY(wizard.window->currentPage()->isComplete());
+            QCOMPARE(look(wizard), QVariantList({"", "", 3, true, true, true}));
+            QVERIFY(!wizard.find<QCheckBox>("showAll")->isChecked());
+            showAll(wizard);
+            wizard.press(QWizard::BackButton);
+        }
+        QCOMPARE(wizard.window->currentId(), ZelMainWindow::Account);
     }
+    QCOMPARE(wizard.boxes.names(), {});
 }
 
 void tst_selection::boxesAndExits_data() {

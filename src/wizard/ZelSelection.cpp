@@ -8,9 +8,11 @@
 #include <QCheckBox>
 #include <QDebug>
 #include <QHeaderView>
+#include <QLabel>
 #include <QScopeGuard>
 #include <QTableWidget>
 #include <QVBoxLayout>
+#include <QWizard>
 
 namespace {
 
@@ -44,6 +46,12 @@ void ZelSelection::createUI() {
     table->setSelectionMode(QAbstractItemView::NoSelection);
     table->setShowGrid(false);
 
+    waitingLabel = new QLabel(tr("Asking Corvane for the product list..."));
+    waitingLabel->setAlignment(Qt::AlignCenter);
+    waitingLabel->setWordWrap(true);
+    auto* viewportLayout = new QVBoxLayout(table->viewport());
+    viewportLayout->addWidget(waitingLabel);
+
     showAllBox = new QCheckBox(tr("Show All"), this);
     showAllBox->setObjectName("showAll");
     connect(showAllBox, &QCheckBox::clicked, this, &ZelSelection::buildList);
@@ -51,6 +59,29 @@ void ZelSelection::createUI() {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(table);
     layout->addWidget(showAllBox);
+    setWaiting(false);
+}
+
+// While the list is awaited there is nothing to choose from, and the page says why.
+void ZelSelection::setWaiting(bool waiting) {
+    if (waiting) {
+        checkboxes.clear();
+        table->setRowCount(0);
+        setCursor(Qt::BusyCursor);
+    } else {
+        unsetCursor();
+    }
+    table->setEnabled(!waiting);
+    table->setAccessibleDescription(waiting ? waitingLabel->text() : QString());
+    waitingLabel->setVisible(waiting);
+    showAllBox->setEnabled(!waiting);
+}
+
+// Whether the user has gone back, to mend the password for instance: what was asked for with the
+// old one means nothing any more.
+bool ZelSelection::isElsewhere() const {
+    const QWizardPage* current = wizard() ? wizard()->currentPage() : nullptr;
+    return current && current != this;
 }
 
 void ZelSelection::initializePage() {
@@ -74,7 +105,7 @@ void ZelSelection::inspectAssay() {
     assayDone = true;
     emit completeChanged();
 
-    setCursor(Qt::BusyCursor);
+    setWaiting(true);
     ZelApp* app = ZelApp::instance();
     app->RequestManifest(app->GetURL(ZelManifestLocation), app->user, app->password, "osx");
 }
@@ -100,7 +131,9 @@ void ZelSelection::chooseLATDownload(QStringList& issues) {
 }
 
 void ZelSelection::invalidManifest(const QString& reason) {
-    unsetCursor();
+    if (isElsewhere())
+        return;
+    setWaiting(false);
     ZelShowMessageBox({.name = "invalidManifest",
                        .text = tr("Could not get a product list from Corvane"),
                        .informativeText = reason},
@@ -109,7 +142,9 @@ void ZelSelection::invalidManifest(const QString& reason) {
 }
 
 void ZelSelection::validManifest() {
-    unsetCursor();
+    if (isElsewhere())
+        return;
+    setWaiting(false);
     checkboxes.clear();
     offer = ZelOffer();
     ZelApp* app = ZelApp::instance();

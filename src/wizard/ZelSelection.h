@@ -6,6 +6,7 @@
 #include <QWizardPage>
 
 class QCheckBox;
+class QLabel;
 class QTableWidget;
 
 // Runs the assay, asks for the manifest, and lets the user choose among the products on offer.
@@ -40,12 +41,15 @@ private:
     void performAssay();
     void inspectAssay();
     bool confirmInstallProblem();
+    bool isElsewhere() const;
+    void setWaiting(bool waiting);
     void showIssues(const QStringList& issues);
     QList<int> rows(bool showAll) const;
 
     bool assayDone = false;
     bool manifestReady = false;
     QTableWidget* table;
+    QLabel* waitingLabel;         // in the table's place
     QList<QCheckBox*> checkboxes; // one a row; the table owns them
     ZelOffer offer;
     QCheckBox* showAllBox;
