@@ -52,6 +52,8 @@ void tst_window::eachPageHasItsButtons() {
         QVERIFY(wizard.walkTo(page));
         QCOMPARE(wizard.window->windowTitle(), "Lumivex Community Installer");
         QCOMPARE(visibleButtons(*wizard.window), usual);
+        QTest::keyClick(wizard.window->currentPage(), Qt::Key_Escape);
+        QVERIFY(wizard.window->isVisible());
     }
 
     QVERIFY(wizard.walkTo(ZelMainWindow::Download));

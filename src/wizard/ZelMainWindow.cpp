@@ -9,6 +9,8 @@
 #include "wizard/ZelSelection.h"
 #include "wizard/ZelWelcome.h"
 
+#include <QKeyEvent>
+
 ZelMainWindow::ZelMainWindow() {
     ZelInstallAccessibility();
     const ZelApp* app = ZelApp::instance();
@@ -29,4 +31,10 @@ ZelMainWindow::ZelMainWindow() {
     // No Cancel: the user leaves through the window's close control or a page's own boxes.
     setButtonLayout(
         {QWizard::Stretch, QWizard::BackButton, QWizard::NextButton, QWizard::FinishButton});
+}
+
+// A dialog would be closed by Escape, and a download cut off by a key.
+void ZelMainWindow::keyPressEvent(QKeyEvent* event) {
+    if (!event->matches(QKeySequence::Cancel))
+        QWizard::keyPressEvent(event);
 }

@@ -12,4 +12,7 @@ public:
     Q_ENUM(Page)
 
     ZelMainWindow();
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
 };
