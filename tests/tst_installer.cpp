@@ -13,7 +13,8 @@ private slots:
     void queueGoesOn();
     void nothingToInstallAtAll();
     void commandLineAndBusyBar();
-    void logTellsTheCourse();
+    void isNeverCutOff_data();
+    void isNeverCutOff();
 };
 
 void tst_installer::queueGoesOn_data() {
@@ -89,26 +90,50 @@ void tst_installer::commandLineAndBusyBar() {
     QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
 }
 
-void tst_installer::logTellsTheCourse() {
-    ZelTestWizard wizard;
-    wizard.offerOnDisk({"first.pkg"});
-    QVERIFY(wizard.startQueue());
-    const QString said = "installer stdout: \"half \\\"done\\\"\\n\"";
-    wizard.tellInstaller("echo 'half \"done\"'");
-    QTRY_VERIFY(ZelLogCapture::lines().contains(said));
-    wizard.tellInstaller("echo oh$QT_NO_GLIB >&2");
-    QTRY_VERIFY(ZelLogCapture::lines().contains("installer stderr: oh\n"));
-    wizard.tellInstaller("exit 3");
-    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
+void tst_installer::isNeverCutOff_data() {
+    QTest::addColumn<QByteArray>("end");
+    QTest::newRow("window closed") << QByteArray("exit 0");
+    QTest::newRow("window closed on the way back") << QByteArray("exit 0");
+    QTest::newRow("window closed, crash") << QByteArray("kill -SEGV $$");
+    QTest::newRow("quit") << QByteArray("exit 0");
+}
 
-    const QStringList course =
-        ZelLogCapture::lines().filter(QRegularExpression("nstaller |Finished!|process object"));
-    QCOMPARE(
-        course.mid(1),
-        QStringList({"Installer moves to state 1", "Installer moves to state 2", "Installer starts",
-                     said, "installer stderr: oh\n", "Installer moves to state 0",
-                     "Installer finished 3  status  0", "Finished!",
-                     "calling delete on installer process object", "process object gone"}));
+// It says what it has to say, asks in vain, and ends, before the program does.
+void tst_installer::isNeverCutOff() {
+    QFETCH(QByteArray, end);
+    const QByteArray how = QTest::currentDataTag();
+    ZelTestWizard wizard;
+    wizard.offerOnDisk({"first.pkg", "second.pkg"});
+    QVERIFY(wizard.startQueue());
+    QTRY_VERIFY(ZelLogCapture::contains("Installer starts"));
+    wizard.boxes.answers["backDuringInstall"] = {QMessageBox::Ok};
+    if (how.endsWith("back"))
+        wizard.press(QWizard::CustomButton1);
+    wizard.boxes.boxes.clear();
+    const int status = ZelWizardDriver::exitStatusOf([&] {
+        if (how == "quit")
+            QApplication::quit();
+        else
+            wizard.window->close();
+        QTRY_VERIFY(!wizard.window->isVisible());
+        wizard.tellInstaller("read; printf 'half\\n\"done\"\\n'");
+        QTRY_VERIFY(ZelLogCapture::contains("half"));
+        wizard.tellInstaller("printf \"oh$QT_NO_GLIB\\0dear\" >&2");
+        QTRY_VERIFY(ZelLogCapture::contains("dear"));
+        wizard.tellInstaller(end);
+    });
+    QCOMPARE(status, 0);
+    const QStringList course = ZelLogCapture::lines().filter(
+        QRegularExpression("^[Ii]nstaller (?!error)|Finished!|process object"));
+    const QString finished =
+        QString("Installer finished %1").arg(end == "exit 0" ? "0  status  0" : "11  status  1");
+    QCOMPARE(course,
+             QStringList({"Installer moves to state 1", "Installer moves to state 2",
+                          "Installer starts", "installer stdout: \"half\\n\\\"done\\\"\\n\"",
+                          "installer stderr: oh\\0dear", "Installer moves to state 0", finished,
+                          "calling delete on installer process object", "process object gone"}));
+    QCOMPARE(wizard.said(), {});
+    QCOMPARE(wizard.installed(), {"first.pkg"});
 }
 
 ZEL_TEST_MAIN(tst_installer)

@@ -19,6 +19,7 @@ ZelDownload::ZelDownload(QWidget* parent) : QWizardPage(parent) {
     const ZelApp* app = ZelApp::instance();
     connect(app, qOverload<int>(&ZelApp::finishedDownload), this, &ZelDownload::downloadCompleted);
     connect(app, &ZelApp::failedDownload, this, &ZelDownload::downloadFailed);
+    qApp->installEventFilter(this);
     createUI();
     ZelSetUpPage(this, "downloadWatermark.png", "downloadBanner.png");
 }
@@ -100,6 +101,7 @@ void ZelDownload::initializePage() {
     installer = nullptr;
     goBackAfterInstall = false;
     stoppedByBack = false;
+    closed = false;
     byteLabel->clear();
     {
         const QScopedValueRollback<bool> guard(entering, true);
@@ -116,6 +118,7 @@ void ZelDownload::initializePage() {
             button->setAutoDefault(false);
         connect(wizard()->button(QWizard::CustomButton1), &QAbstractButton::clicked, this,
                 &ZelDownload::back);
+        connect(wizard(), &QWizard::rejected, this, [this] { closed = true; });
         backConnected = true;
     }
 }
@@ -127,11 +130,19 @@ void ZelDownload::cleanupPage() {
 }
 
 bool ZelDownload::isComplete() const {
-    return position == -1 && complete;
+    return state() == State::Idle && complete;
 }
 
 bool ZelDownload::validatePage() {
-    return position == -1 && complete;
+    return isComplete();
+}
+
+ZelDownload::State ZelDownload::state() const {
+    if (position == -1)
+        return State::Idle;
+    if (installer)
+        return State::Installing;
+    return currentReply ? State::Downloading : State::Between;
 }
 
 bool ZelDownload::currentProduct(ZelManifestElement** out) const {
@@ -204,8 +215,8 @@ void ZelDownload::downloadProgress(qint64 bytesReceived, qint64 bytesTotal) {
 void ZelDownload::downloadCompleted(int manifestIndex) {
     if (inBackDialog) {
         qDebug() << "Download completed while in the back dialog";
-        completedInDialog = true;
-        savedIndex = manifestIndex;
+        held.completed = true;
+        held.index = manifestIndex;
         return;
     }
     currentReply = nullptr;
@@ -219,9 +230,9 @@ void ZelDownload::downloadFailed(QString reason, int manifestIndex) {
     qDebug() << "Download failed" << reason;
     if (inBackDialog) {
         qDebug() << "Download failed while in the back dialog";
-        failedInDialog = true;
-        savedIndex = manifestIndex;
-        savedFailure = reason;
+        held.failed = true;
+        held.index = manifestIndex;
+        held.failure = reason;
         return;
     }
     byteLabel->clear();
@@ -258,7 +269,9 @@ void ZelDownload::nextDownload() {
 
 void ZelDownload::advance() {
     ++position;
-    if (position == ZelApp::instance()->downloadList.size())
+    if (closed)
+        QApplication::exit(0); // put off until now
+    else if (position == ZelApp::instance()->downloadList.size())
         finishQueue();
     else
         requestNextDownloadSoon();
@@ -285,23 +298,20 @@ void ZelDownload::goBack() {
 }
 
 void ZelDownload::back(bool) {
-    if (position == -1) {
-        wizard()->back();
-        return;
-    }
     ZelManifestElement* product = nullptr;
-    if (currentProduct(&product)) {
+    if (state() == State::Idle)
+        wizard()->back();
+    else if (currentProduct(&product))
         qDebug() << "no element even though processing in back";
-        return;
-    }
-    if (installer)
+    else if (state() == State::Installing)
         backDuringInstall(product->label());
-    else if (currentReply)
+    else if (state() == State::Downloading)
         backDuringDownload(product->label());
 }
 
 bool ZelDownload::askToGoBack(const QString& name, const QString& text,
                               const QString& informativeText) {
+    held = {};
     const QScopedValueRollback<bool> dialog(inBackDialog, true);
     return ZelShowMessageBox({.name = name,
                               .text = text,
@@ -312,33 +322,30 @@ bool ZelDownload::askToGoBack(const QString& name, const QString& text,
 }
 
 void ZelDownload::backDuringInstall(const QString& label) {
-    installerFinishedInDialog = false;
     if (askToGoBack(
             "backDuringInstall", tr("A Product Install Is In Progress"),
             tr("Once %1 is installed the Lumivex Community Installer will go back").arg(label)))
         goBackAfterInstall = true;
-    if (installerFinishedInDialog)
-        installerFinished(savedExitCode, savedExitStatus);
+    if (held.installerFinished)
+        installerFinished(held.exitCode, held.exitStatus);
 }
 
 void ZelDownload::backDuringDownload(const QString& label) {
-    completedInDialog = false;
-    failedInDialog = false;
     const bool stop = askToGoBack("backDuringDownload", tr("Download In Progress. Really go back?"),
                                   tr("Pressing Ok will stop this download of %1. Press Cancel to "
                                      "resume download and installation")
                                       .arg(label));
     if (!stop) {
-        if (completedInDialog)
-            downloadCompleted(savedIndex);
-        else if (failedInDialog)
-            downloadFailed(savedFailure, savedIndex);
+        if (held.completed)
+            downloadCompleted(held.index);
+        else if (held.failed)
+            downloadFailed(held.failure, held.index);
         return;
     }
 
     stoppedByBack = true;
     // Its failure arrives before abort() returns and is swallowed.
-    if (!completedInDialog && !failedInDialog)
+    if (!held.completed && !held.failed)
         currentReply->abort();
     currentReply = nullptr;
     goBack();

@@ -20,6 +20,7 @@ public:
     void cleanupPage() override;
     bool isComplete() const override;
     bool validatePage() override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
     // The next while-you-wait picture, null when there is none.
     QPixmap nextWUWPixmap();
@@ -52,6 +53,11 @@ private slots:
     void requestNextDownload();
 
 private:
+    // Idle before the first product and after the last; Between when the current one has neither a
+    // transfer nor an installer.
+    enum class State { Idle, Downloading, Between, Installing };
+    State state() const;
+
     void createUI();
     void setStatus(const QString& text);
     void requestNextDownloadSoon();
@@ -66,6 +72,7 @@ private:
     qint32 position = -1; // in the download list; -1 when idle or done
     bool complete = false;
     bool entering = false; // the wizard is still on its way to this page
+    bool closed = false;   // the window is; an installer may still run
     QLabel* picture;
     QProgressBar* overallBar;
     QProgressBar* productBar;
@@ -79,13 +86,15 @@ private:
     qint32 pictureNumber = 1;
     bool backConnected = false;
 
-    // What happens while a back dialog is open is kept here and replayed when it closes.
     bool inBackDialog = false;
-    bool installerFinishedInDialog = false;
-    qint32 savedExitCode = 0;
-    QProcess::ExitStatus savedExitStatus = QProcess::NormalExit;
-    bool completedInDialog = false;
-    qint32 savedIndex = -1;
-    bool failedInDialog = false;
-    QString savedFailure;
+    // What ended while the back dialog was open, replayed when it closes.
+    struct {
+        bool installerFinished = false;
+        qint32 exitCode = 0;
+        QProcess::ExitStatus exitStatus = QProcess::NormalExit;
+        bool completed = false;
+        bool failed = false;
+        qint32 index = -1;
+        QString failure;
+    } held;
 };

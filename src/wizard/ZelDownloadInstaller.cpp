@@ -45,6 +45,7 @@ void ZelDownload::startInstaller() {
 
     const ZelChildEnvironment ofTheUser;
     installer = new QProcess;
+    installer->setStandardInputFile(QProcess::nullDevice()); // nobody could answer it
     installer->setProcessEnvironment(QProcessEnvironment::systemEnvironment());
     connect(installer, &QProcess::started, this, &ZelDownload::installerStarts);
     connect(installer, &QProcess::stateChanged, this, &ZelDownload::installerChangedState);
@@ -69,7 +70,8 @@ void ZelDownload::installerReadyStdout() {
 
 void ZelDownload::installerReadyStderr() {
     if (installer)
-        qDebug() << "installer stderr:" << installer->readAllStandardError().constData();
+        qDebug() << "installer stderr:"
+                 << installer->readAllStandardError().replace('\0', "\\0").constData();
     else
         qDebug() << "internal error, got stderr ready but no process";
 }
@@ -85,22 +87,23 @@ void ZelDownload::installerChangedState(QProcess::ProcessState newState) {
 void ZelDownload::installerFinished(int exitCode, QProcess::ExitStatus exitStatus) {
     qDebug() << "Installer finished" << exitCode << " status " << int(exitStatus);
     if (inBackDialog) {
-        installerFinishedInDialog = true;
-        savedExitCode = exitCode;
-        savedExitStatus = exitStatus;
+        held.installerFinished = true;
+        held.exitCode = exitCode;
+        held.exitStatus = exitStatus;
         qDebug() << "Installer finished while waiting for user input";
         return;
     }
 
     // A positive exit code is no failure: the platform's installer uses it for a request to
     // restart.
-    if (exitCode < 0 || exitStatus != QProcess::NormalExit) {
+    const bool failed = exitCode < 0 || exitStatus != QProcess::NormalExit;
+    if (failed && !closed) {
         ZelShowMessageBox({.name = "installerFailed",
                            .text = tr("Installer exited with err. Exit code: %1").arg(exitCode)},
                           this);
     }
 
-    if (goBackAfterInstall) {
+    if (goBackAfterInstall && !closed) {
         goBack();
         deleteInstaller();
         return;
@@ -108,6 +111,16 @@ void ZelDownload::installerFinished(int exitCode, QProcess::ExitStatus exitStatu
     nextDownload();
     productBar->reset();
     deleteInstaller();
+}
+
+// A running installer would meet a closed pipe and end half-way: the windows go, the program stays
+// until it is done.
+bool ZelDownload::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != qApp || event->type() != QEvent::Quit || !installer)
+        return QWizardPage::eventFilter(watched, event);
+    QApplication::closeAllWindows();
+    event->ignore();
+    return true;
 }
 
 void ZelDownload::deleteInstaller() {
@@ -127,7 +140,8 @@ void ZelDownload::installerError(QProcess::ProcessError error) {
     if (!currentProduct(&product))
         text = tr("Could not start installer process for %1, skipping to next product")
                    .arg(product->label());
-    ZelShowMessageBox({.name = "installerNotStarted", .text = text}, this);
+    if (!closed)
+        ZelShowMessageBox({.name = "installerNotStarted", .text = text}, this);
 
     productBar->reset();
     installer->deleteLater();

@@ -13,7 +13,7 @@ namespace {
 constexpr char installerScript[] = R"(#!/bin/bash
 here=${0%/*}
 printf '%s\n' "${0##*/} $*" >>"$here/calls"
-while read -r command; do eval "$command"; done <"$here/gate"
+while read -r -u 3 command; do eval "$command"; done 3<"$here/gate"
 )";
 
 // Nothing but Maya, in the order of installation.
