@@ -55,8 +55,8 @@ private:
         // As the installer asks, so that redirections and protocols are the same.
         QNetworkRequest request(manifest.products[index].DownloadURL);
         request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-        request.setRawHeader("Accept-Encoding",
-                             "identity"); // a packed length would not be the file's
+        // A packed length would not be the file's.
+        request.setRawHeader("Accept-Encoding", "identity");
         request.setRawHeader("Range", "bytes=0-" + QByteArray::number(beginningSize - 1));
         request.setTransferTimeout(timeout);
         QNetworkReply* reply = network.get(request);
@@ -88,19 +88,17 @@ private:
         if (!certificate.isEmpty())
             add("probe-certificate",
                 "the server's certificate is not trusted: " + certificate.join(' '),
-                "asks each user whether to trust the server all the same");
+                "may ask each user whether to trust the server all the same");
 
-        const QString fails = "offers it and fails to download it";
         const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        if (status == 0) {
+        if (status != 200 && status != 206) {
             const QString reason = reply.error() == QNetworkReply::OperationCanceledError
                                        ? QString("no answer in time")
                                        : ZelNetworkError(reply.error());
-            add("probe-unreachable", "the server cannot be asked: " + reason, fails);
-            return;
-        }
-        if (status != 200 && status != 206) {
-            add("probe-status", QString("the server answers with status %1").arg(status), fails);
+            add(status == 0 ? "probe-unreachable" : "probe-status",
+                status == 0 ? "the server cannot be asked: " + reason
+                            : QString("the server answers with status %1").arg(status),
+                "offers it and fails to download it");
             return;
         }
         const qint64 length = lengthOf(reply, status);

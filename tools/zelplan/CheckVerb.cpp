@@ -31,6 +31,7 @@ int checkVerb(const QCommandLineParser& arguments, QString& problem) {
 
     const Severity least = failOn == "error" ? Severity::Error : Severity::Warning;
     QList<Manifest> manifests;
+    int status = Clean;
     for (const QString& path : arguments.positionalArguments()) {
         std::optional<Manifest> manifest = inspectManifest(path, problem);
         if (!manifest)
@@ -51,6 +52,8 @@ int checkVerb(const QCommandLineParser& arguments, QString& problem) {
             manifest->findings.begin(), manifest->findings.end(), [&](const Finding& finding) {
                 return finding.state == Finding::New && finding.severity >= least;
             });
+        if (!manifest->passes)
+            status = Found;
         manifests << std::move(*manifest);
     }
     if (arguments.isSet("sarif"))
@@ -59,7 +62,5 @@ int checkVerb(const QCommandLineParser& arguments, QString& problem) {
         printJson(manifests);
     else
         printText(manifests);
-    return std::all_of(manifests.begin(), manifests.end(), [](auto& m) { return m.passes; })
-               ? Clean
-               : Found;
+    return status;
 }

@@ -99,12 +99,11 @@ public:
 
     QJsonObject toJson(const Snapshot& snapshot) const {
         QJsonArray products;
-        for (const Pair& pair : changes) {
+        for (const Pair& pair : changes)
             products << QJsonObject{{"label", label(pair)},
                                     {"changed", QJsonArray::fromStringList(pair.changed)},
                                     {"before", before.complete(pair.old, pair.before)},
                                     {"after", after.complete(pair.now, pair.after)}};
-        }
         return {{"snapshot", snapshot.file},
                 {"freeBytes", snapshot.freeBytes},
                 {"offer", ::toJson(after.forecast)},

@@ -23,9 +23,7 @@ QJsonObject toJson(const Forecast& forecast) {
         rows << index;
     return {{"proposedInOrder", rows},
             {"explanations", QJsonArray::fromStringList(forecast.issues)},
-            {"installProblem", forecast.installProblem.isEmpty()
-                                   ? QJsonValue()
-                                   : QJsonValue(forecast.installProblem)},
+            {"installProblem", forecast.installProblem},
             {"neededBytes", forecast.needed},
             {"fits", forecast.fits}};
 }

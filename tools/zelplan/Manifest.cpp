@@ -18,7 +18,6 @@ QString family(const ZelManifestElement& element) {
 
 const QList<Kind>& kinds() {
     static const QList<Kind> list{
-        // What the reader meets.
         {"unreadable", Error, "correct the document here; the slip may stand in the line before"},
         {"bare-ampersand", Error, "write &amp;"},
         {"no-product", Error, "check that this is the manifest"},
@@ -30,7 +29,6 @@ const QList<Kind>& kinds() {
         {"repeated-field", Error, "keep one of them"},
         {"field-outside-product", Error, "move it into its ProductInfo element"},
         {"unknown-element", Warning, "remove it"},
-        // What the records say.
         {"no-version", Error,
          "write a version of two digits, a point and digits into the label, such as 21.0"},
         {"other-version", Warning, "let the version be the first number with a point in the label"},
@@ -51,13 +49,11 @@ const QList<Kind>& kinds() {
         {"replaced", Warning, "remove it if \"Show All\" need not list it"},
         {"no-maya", Error,
          "write \"Atelier\", \"Maya\" and Maya's version into the label, in this order"},
-        // What differs from an older manifest.
         {"gone", Warning, "check that it is meant to be gone"},
         {"build-backwards", Error, "check that the package is the newer one"},
         {"size-jump", Warning, "check the number of digits, and that the package is complete"},
         {"new-host", Warning, "check that this server is meant"},
         {"rule-lost", Error, "write the words into the label that the older manifest has"},
-        // What servers answer.
         {"probe-unreachable", Error, "check the address and the server"},
         {"probe-certificate", Error, "give the server a certificate that is valid for its name"},
         {"probe-status", Error, "put the package at this address"},

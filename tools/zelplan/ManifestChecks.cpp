@@ -71,9 +71,6 @@ private:
     const ZelManifestElement* before(int index) const {
         return partners[index] < 0 ? nullptr : &older->products[partners[index]];
     }
-    QString text(int index, const char* field) const {
-        return manifest.notes[index].fields.value(field).text;
-    }
     Finding& add(int index, const char* field, const char* kind, const QString& what,
                  const QString& effect) {
         const RecordNotes& notes = manifest.notes[index];
@@ -174,7 +171,7 @@ private:
 
     void checkSize(int index) {
         const ZelManifestElement& element = products[index];
-        const QString written = text(index, "FileSize");
+        const QString written = manifest.notes[index].fields.value("FileSize").text;
         const bool isOffered = element.DownloadURL.isValid() && element.EligibleCommunityDownload;
         const qint64 size = element.FileSize;
         if (size > 0) {
@@ -282,13 +279,14 @@ private:
     }
 
     void checkEligibility(int index) {
-        const QString written = text(index, "EligibleCommunityDownload");
+        const char* field = "EligibleCommunityDownload";
+        const QString written = manifest.notes[index].fields.value(field).text;
         if (products[index].EligibleCommunityDownload || written == "false")
             return;
-        const bool isMissing = !manifest.notes[index].fields.contains("EligibleCommunityDownload");
+        const bool isMissing = !manifest.notes[index].fields.contains(field);
         const bool wasEligible = before(index) && before(index)->EligibleCommunityDownload;
         Finding& finding =
-            add(index, "EligibleCommunityDownload", "not-eligible",
+            add(index, field, "not-eligible",
                 !isMissing    ? QString("the text %1 is not \"true\"").arg(quoted(written))
                 : wasEligible ? QString("it no longer says that it is for the community")
                               : QString("it does not say whether it is for the community"),

@@ -8,8 +8,7 @@
 
 namespace {
 
-// Numbers of Maya versions in one label that are looked at; labels name one.
-constexpr int mayaVersionLimit = 8;
+constexpr int mayaVersionLimit = 8; // in one label; labels name one
 
 // The numbers behind the word Maya.
 QStringList mayaVersions(const QString& label) {

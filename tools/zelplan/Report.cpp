@@ -54,8 +54,7 @@ QJsonObject toJson(const Manifest& manifest, const Finding& finding) {
 }
 
 QJsonObject toSarif(const Manifest& manifest, const Finding& finding) {
-    const QString label = manifest.labelOf(finding);
-    const QString subject = finding.product < 0 ? QString() : label + ": ";
+    const QString subject = finding.product < 0 ? "" : manifest.labelOf(finding) + ": ";
     const QJsonObject place{
         {"artifactLocation", QJsonObject{{"uri", uriOf(manifest.file)}}},
         {"region", QJsonObject{{"startLine", finding.line}}},
@@ -111,8 +110,7 @@ void printJson(const QList<Manifest>& manifests) {
             {"manifest", manifest.file},
             {"accepted", manifest.accepted},
             {"products", manifest.products.size()},
-            {"successAddress",
-             manifest.successUrl ? QJsonValue(addressText(*manifest.successUrl)) : QJsonValue()},
+            {"successAddress", addressText(manifest.successUrl.value_or(QUrl()))},
             {"findings", findings},
             {"errors", count(manifest, Finding::New, Severity::Error)},
             {"warnings", count(manifest, Finding::New, Severity::Warning)},

@@ -92,12 +92,13 @@ QString overview() {
            "print JSON.\nExit status 2: bad usage or input.\n";
 }
 
-void complain(const QString& text) {
+int complain(const QString& text) {
     std::fprintf(stderr, "zelplan: %s\n", printable(text, 500).toUtf8().constData());
+    return Unreadable;
 }
 
 // What is asked for cannot be done. Who reads the output by program learns it there too.
-void fail(const QString& text) {
+int fail(const QString& text) {
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.contains("--sarif")) {
         printSarif({}, text);
@@ -105,7 +106,7 @@ void fail(const QString& text) {
         print(QJsonObject{{"format", "zelplan-error"}, {"formatVersion", 1}, {"error", text}});
         print(QString("\n"));
     }
-    complain(text);
+    return complain(text);
 }
 
 int runVerb(const Verb& verb, const QStringList& arguments) {
@@ -114,25 +115,19 @@ int runVerb(const Verb& verb, const QStringList& arguments) {
     parser.setApplicationDescription(description.replace(". ", ".\n"));
     const QCommandLineOption help({"h", "help"}, "Print this.");
     parser.addOptions(verb.options + QList{help});
-    QString problem;
-    if (!parser.parse(QStringList{verb.name} + arguments)) {
-        problem = parser.errorText();
-    } else if (parser.isSet(help)) {
+    if (!parser.parse(QStringList{verb.name} + arguments))
+        return fail(parser.errorText());
+    if (parser.isSet(help)) {
         // Qt's own first line would begin with the program's path.
         print(usage(verb) + '\n' + parser.helpText().section('\n', 1));
         return Clean;
-    } else {
-        const qsizetype count = parser.positionalArguments().size();
-        if (verb.least == 0 ? count == 0 : count >= verb.least) {
-            const int status = verb.run(parser, problem);
-            if (problem.isEmpty())
-                return status;
-        } else {
-            problem = usage(verb).trimmed();
-        }
     }
-    fail(problem);
-    return Unreadable;
+    const qsizetype count = parser.positionalArguments().size();
+    if (verb.least == 0 ? count > 0 : count < verb.least)
+        return fail(usage(verb).trimmed());
+    QString problem;
+    const int status = verb.run(parser, problem);
+    return problem.isEmpty() ? status : fail(problem);
 }
 
 int run(const QStringList& arguments) {
@@ -149,9 +144,8 @@ int run(const QStringList& arguments) {
         if (verb.name == name)
             return runVerb(verb, arguments.mid(2));
     }
-    fail(QString("%1; zelplan --help lists the verbs")
-             .arg(name.isEmpty() ? QString("no verb") : "unknown verb " + quoted(name)));
-    return Unreadable;
+    return fail((name.isEmpty() ? QString("no verb") : "unknown verb " + quoted(name)) +
+                "; zelplan --help lists the verbs");
 }
 
 } // namespace
@@ -178,6 +172,5 @@ int main(int argc, char** argv) {
     const int status = run(app.arguments());
     if (std::fflush(stdout) == 0 && !std::ferror(stdout))
         return status;
-    complain("the output could not be written");
-    return Unreadable;
+    return complain("the output could not be written");
 }
