@@ -317,6 +317,13 @@ int main(int argc, char** argv) {
     icon.spheres = {resting(-.12, 0, 1, teal), resting(.85, .95, .3, lamp),
                     resting(-.85, 1.1, .2, copper)};
     save("zel", rounded(render(icon, 512, 512, paths), 112));
+    QImage tile(1024, 1024,
+                QImage::Format_ARGB32_Premultiplied); // with the margin of icons on macOS
+    tile.fill(Qt::transparent);
+    QPainter(&tile).drawImage(100, 100, rounded(render(icon, 824, 824, paths), 185));
+    for (int side : {16, 32, 128, 256, 512, 1024})
+        write(QString("icon-%1").arg(side),
+              tile.scaled(side, side, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
     save("home-1", rounded(render(stillLife(false), 960, 640, paths), 16));
     save("finish-1", rounded(render(stillLife(true), 960, 640, paths), 16));
 

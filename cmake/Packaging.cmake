@@ -6,17 +6,9 @@ install(TARGETS zelinstaller RUNTIME DESTINATION ${bundle}/Contents/MacOS COMPON
 install(DIRECTORY lib/Resources DESTINATION lib COMPONENT installer PATTERN README.md EXCLUDE)
 
 if(APPLE)
-    # Configured, not run yet: no macOS has been at hand.
-    configure_file(packaging/Info.plist.in ${CMAKE_BINARY_DIR}/generated/Info.plist @ONLY)
+    configure_file(packaging/macos/Info.plist.in ${CMAKE_BINARY_DIR}/generated/Info.plist @ONLY)
     install(FILES ${CMAKE_BINARY_DIR}/generated/Info.plist DESTINATION ${bundle}/Contents COMPONENT installer)
-    set(icon ${CMAKE_BINARY_DIR}/generated/zel.icns)
-    add_custom_command(
-        OUTPUT ${icon}
-        COMMAND sips -s format icns ${PROJECT_SOURCE_DIR}/lib/Resources/images/zel@2x.png --out ${icon}
-        DEPENDS lib/Resources/images/zel@2x.png
-        VERBATIM)
-    target_sources(zelinstaller PRIVATE ${icon})
-    install(FILES ${icon} DESTINATION ${bundle}/Contents/Resources COMPONENT installer)
+    install(FILES packaging/macos/zel.icns DESTINATION ${bundle}/Contents/Resources COMPONENT installer)
     find_program(ZEL_MACDEPLOYQT macdeployqt HINTS ${Qt6_DIR}/../../../bin REQUIRED)
     install(CODE "execute_process(
         COMMAND ${ZEL_MACDEPLOYQT} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${bundle}\"
