@@ -16,6 +16,7 @@ private slots:
     void entriesReachTheApplication_data();
     void entriesReachTheApplication();
     void advancedTogglesTheProxyField();
+    void followsADesktopThatTurnsDark();
 };
 
 namespace {
@@ -127,6 +128,20 @@ void tst_account::advancedTogglesTheProxyField() {
                  QColor(shown ? Qt::green : Qt::red));
         QTest::mouseClick(button, Qt::LeftButton);
     }
+}
+
+void tst_account::followsADesktopThatTurnsDark() {
+    const auto restore = qScopeGuard([light = QApplication::palette()] {
+        qApp->setStyleSheet(QString());
+        QApplication::setPalette(light);
+    });
+    qApp->setStyleSheet("QLineEdit { background-color: palette(base); }");
+    const SignIn page;
+    QApplication::setPalette(QPalette(Qt::black, Qt::black));
+    auto* field = page.find<QLineEdit>("userName");
+    QTRY_COMPARE(field->palette().color(QPalette::PlaceholderText).rgb(), qRgb(255, 255, 255));
+    const QPoint besideText(field->width() * 3 / 4, field->height() / 2);
+    QCOMPARE(field->grab().toImage().pixelColor(besideText), QColor(Qt::black));
 }
 
 ZEL_TEST_MAIN(tst_account)

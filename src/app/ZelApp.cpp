@@ -36,6 +36,8 @@ ZelApp::ZelApp(int& argc, char** argv)
       applicationPath(applicationFilePath()),
       successUrl(QString("http://") + ZelBuildConfig::vendorHost + "/view/ZEL-Success") {
     setApplicationVersion(ZelVersion());
+    // Later toolkits would show the alerts of macOS, which have no details.
+    setAttribute(Qt::AA_DontUseNativeDialogs);
     QDir root(applicationDirPath());
     for (int level = 0; level < 4; ++level)
         root.cdUp();
@@ -59,6 +61,14 @@ int ZelApp::Start() {
     wizard->setVisible(true);
     wizard->raise();
     return 0;
+}
+
+// A style sheet keeps the colours of the palette that it was applied with. A desktop may turn dark
+// in the evening.
+bool ZelApp::event(QEvent* event) {
+    if (event->type() == QEvent::ApplicationPaletteChange)
+        setStyleSheet(styleSheet());
+    return QApplication::event(event);
 }
 
 bool ZelApp::isGui() const {

@@ -112,6 +112,9 @@ public:
     QString proxy; // "host:port" as entered, may be empty
     bool gui = true;
 
+protected:
+    bool event(QEvent* event) override;
+
 private:
     bool isManifestIndex(int index) const { return index >= 0 && index < manifest.size(); }
     bool parseManifest(const QByteArray& document);

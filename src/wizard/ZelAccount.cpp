@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QNetworkAccessManager>
 #include <QPushButton>
+#include <QTimer>
 #include <QWizard>
 
 ZelAccount::ZelAccount(QWidget* parent) : QWizardPage(parent) {
@@ -25,15 +26,26 @@ QLineEdit* ZelAccount::createField(const char* name, const QString& placeholder)
     field->setObjectName(name);
     field->setPlaceholderText(placeholder);
     field->setAccessibleName(placeholder);
-    // It is the field's only label: darker than placeholders are by default.
-    QPalette palette = field->palette();
-    QColor color = palette.color(QPalette::Text);
-    color.setAlphaF(0.65f);
-    palette.setColor(QPalette::PlaceholderText, color);
-    field->setPalette(palette);
     field->setAttribute(Qt::WA_MacShowFocusRect, false);
     connect(field, &QLineEdit::textEdited, this, &ZelAccount::entriesChanged);
     return field;
+}
+
+// A placeholder is its field's only label: clearer than placeholders are by default.
+void ZelAccount::colorPlaceholders() {
+    QColor color = palette().color(QPalette::Text);
+    color.setAlphaF(0.65f);
+    for (QLineEdit* field : {userField, passwordField, proxyField}) {
+        QPalette palette = field->palette();
+        palette.setColor(QPalette::PlaceholderText, color);
+        field->setPalette(palette);
+    }
+}
+
+void ZelAccount::changeEvent(QEvent* event) {
+    QWizardPage::changeEvent(event);
+    if (event->type() == QEvent::StyleChange) // the fields get back their old colours after this
+        QTimer::singleShot(0, this, &ZelAccount::colorPlaceholders);
 }
 
 void ZelAccount::createUI() {
@@ -59,6 +71,7 @@ void ZelAccount::createUI() {
 
     proxyField = createField("proxy", tr("Optional HTTP proxy (host:port)"));
     proxyField->hide();
+    colorPlaceholders();
 
     auto* spacer = new QLabel(this);
     spacer->setObjectName("spacer");

@@ -20,11 +20,13 @@ public:
 
 protected:
     void showEvent(QShowEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private slots:
     void entriesChanged(const QString& text);
     void registerOnForum();
     void toggleProxy();
+    void colorPlaceholders();
 
 private:
     void createUI();
