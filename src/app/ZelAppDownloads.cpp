@@ -7,21 +7,46 @@
 #include <QDebug>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <algorithm>
 #include <utility>
 
 namespace {
 
 // What a reply may hold that has not been read yet. Unbounded, a disk slower than the network would
-// let whole packages pile up in memory.
+// let whole packages pile up in memory. Of a body that comes compressed it counts the bytes as they
+// came, and those only until the first of them is read.
 constexpr qint64 replyBufferSize = 512 * 1024;
+
+// Whether a request goes through a proxy: the manager's own, else what the system says.
+bool usesProxy(const QNetworkAccessManager& manager, const QUrl& url) {
+    const QNetworkProxy own = manager.proxy();
+    const QList<QNetworkProxy> proxies =
+        own.type() == QNetworkProxy::DefaultProxy
+            ? QNetworkProxyFactory::proxyForQuery(QNetworkProxyQuery(url))
+            : QList<QNetworkProxy>{own};
+    return std::any_of(proxies.begin(), proxies.end(), [](const QNetworkProxy& proxy) {
+        return proxy.type() != QNetworkProxy::NoProxy;
+    });
+}
+
+// The bound for a reply whose headers have come; 0 for none. A bounded reply never ends when nobody
+// reads it, as with the body of a redirect, or when its tunnel through a proxy is closed while some
+// of it is still on the way.
+qint64 boundFor(const QNetworkReply& reply) {
+    const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const bool isTunnelled =
+        reply.url().scheme() == "https" && usesProxy(*reply.manager(), reply.url());
+    return status / 100 == 3 || isTunnelled ? 0 : replyBufferSize;
+}
 
 // Now and then a reply ends without an error although the server closed the connection before all
 // had come. What was announced tells; a body without a length, or an encoded one, which is
 // announced by another length than it is saved in, is measured by the manifest.
-bool isCutOff(const QFile& file, const QNetworkReply& reply, qint64 manifestSize) {
+bool isCutOff(qint64 saved, const QNetworkReply& reply, qint64 manifestSize) {
     const QVariant announced = reply.header(QNetworkRequest::ContentLengthHeader);
     const bool comparable = announced.isValid() && !reply.hasRawHeader("Content-Encoding");
-    return file.size() < (comparable ? announced.toLongLong() : manifestSize);
+    return saved < (comparable ? announced.toLongLong() : manifestSize);
 }
 
 } // namespace
@@ -84,11 +109,22 @@ QNetworkReply* ZelApp::DownloadProduct(int index) {
     }
     qDebug() << "downloading " << element.label() << "from" << element.DownloadURL;
 
+    QNetworkAccessManager* const manager = managerForRequest();
     QNetworkRequest request(element.DownloadURL);
-    // The bound below has no effect on HTTP/2.
-    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    currentDownloadReply = managerForRequest()->get(request);
-    currentDownloadReply->setReadBufferSize(replyBufferSize);
+    // A bound has no effect on HTTP/2; but where that is not allowed, a reply never ends when the
+    // proxy closes the connection instead of making a tunnel.
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute,
+                         usesProxy(*manager, element.DownloadURL));
+    QNetworkReply* const reply = manager->get(request);
+    connect(reply, &QNetworkReply::metaDataChanged, reply,
+            [reply] { reply->setReadBufferSize(boundFor(*reply)); });
+    // After this one the toolkit goes on receiving, and hands over nothing any more.
+    connect(reply, &QNetworkReply::errorOccurred, reply,
+            [reply](QNetworkReply::NetworkError error) {
+                if (error == QNetworkReply::UnknownContentError)
+                    reply->abort();
+            });
+    currentDownloadReply = reply;
     connect(currentDownloadReply, &QNetworkReply::sslErrors, this, &ZelApp::downloadSslErrors);
     connect(currentDownloadReply, &QNetworkReply::readyRead, this, &ZelApp::downloadReadyRead);
     currentDownloadIndex = index;
@@ -108,17 +144,18 @@ void ZelApp::downloadReadyRead() {
 
     // An abort ends the transfer, and lets its slots run, before it returns: nothing of it may be
     // touched afterwards.
+    QNetworkReply* const reply = currentDownloadReply;
     char* const buffer = getDownloadBuffer();
-    while (currentDownloadReply->bytesAvailable() > 0) {
-        const qint64 received = currentDownloadReply->read(buffer, downloadBufferSize);
+    while (reply->bytesAvailable() > 0) {
+        const qint64 received = reply->read(buffer, downloadBufferSize);
         if (received < 0) {
-            currentDownloadReply->abort();
+            reply->abort();
             qDebug() << "Error reading from network";
             return;
         }
         if (file->write(buffer, received) < received) {
             const int error = file->error();
-            currentDownloadReply->abort();
+            reply->abort();
             qDebug() << "Failed writing to file in download" << error;
             return;
         }
@@ -156,16 +193,17 @@ void ZelApp::finishedDownload(QNetworkReply* reply) {
 
 // Closes the file and gives it its final name. The reason when that cannot be, empty on success.
 QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply, qint64 manifestSize) {
-    // The last of the data is written here; a full disk may show only now.
-    const QFile::FileError writeError = file.flush() ? QFile::NoError : file.error();
+    const qint64 saved = file.pos();
+    // The last of the data is written here: a full disk may show only now, and so do writes that a
+    // network's disk has lost.
     file.close();
 
     QString reason;
     if (reply.error() != QNetworkReply::NoError)
         reason = ZelNetworkError(reply.error());
-    else if (writeError != QFile::NoError)
-        reason = ZelFileError(writeError);
-    else if (isCutOff(file, reply, manifestSize))
+    else if (file.error() != QFile::NoError)
+        reason = ZelFileError(file.error());
+    else if (isCutOff(saved, reply, manifestSize))
         reason = ZelNetworkError(QNetworkReply::RemoteHostClosedError);
     if (!reason.isEmpty()) {
         qDebug() << reason;
@@ -174,8 +212,10 @@ QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply, qint64 manif
 
     const QString tempName = file.fileName();
     const QString finalName = getFinalNameFromTempName(tempName);
-    if (finalName == tempName || file.rename(finalName))
+    if (finalName == tempName || ZelRenameFile(tempName, finalName)) {
+        file.setFileName(finalName);
         return QString();
+    }
     reason = tr("Couldn't finalize download when renaming %1 to %2").arg(tempName, finalName);
     qWarning().noquote() << reason;
     return reason;

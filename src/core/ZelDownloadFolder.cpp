@@ -4,6 +4,10 @@
 
 #include <QDebug>
 #include <QFileInfo>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -72,4 +76,23 @@ QString ZelFinalNameFromTempName(const QString& tempName) {
         return info.path() + '/' + info.completeBaseName();
     qDebug() << "getFinalNameFromTempName: Unexpected name" << tempName;
     return tempName;
+}
+
+bool ZelRenameFile(const QString& from, const QString& to) {
+    const QByteArray encodedFrom = QFile::encodeName(from);
+    const QByteArray encodedTo = QFile::encodeName(to);
+    const char* const source = encodedFrom.constData();
+    const char* const target = encodedTo.constData();
+#ifdef Q_OS_MACOS
+    if (renamex_np(source, target, RENAME_EXCL) == 0)
+        return true;
+#else
+    if (renameat2(AT_FDCWD, source, AT_FDCWD, target, RENAME_NOREPLACE) == 0)
+        return true;
+#endif
+    // Not every file system, least of all one on the network, can refuse to replace.
+    if ((errno != EINVAL && errno != ENOTSUP) || link(source, target) != 0)
+        return false;
+    unlink(source);
+    return true;
 }

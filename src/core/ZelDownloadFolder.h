@@ -26,3 +26,7 @@ QString ZelFreeTempPath(const QDir& folder, const QString& manifestName);
 // The final path that belongs to a temporary one; a path without the temporary suffix comes back
 // unchanged.
 QString ZelFinalNameFromTempName(const QString& tempName);
+
+// Renames a file within its file system. False when that cannot be, or when something has the new
+// name already: nothing is replaced, and nothing copied, which would show half a file meanwhile.
+bool ZelRenameFile(const QString& from, const QString& to);
