@@ -1,16 +1,46 @@
-#include "core/ZelTexts.h"
+#include "core/ZelProxyText.h"
+#include "support/ZelTunnelProxy.h"
 #include "support/ZelWeather.h"
 
-#include "core/ZelProxyText.h"
-
 #include <QNetworkAccessManager>
+#include <QTimer>
+#include <limits>
 
-// What lies between the program and the vendor's server: a real proxy.
+// What lies between the program and the vendor's server: a real proxy, or one that breaks tunnels.
 class tst_weather_proxy : public QObject {
     Q_OBJECT
 
     ZelApp* app = ZelApp::instance();
     QTemporaryDir folder;
+
+    // A package that does not fit into what the program's threads and sockets hold for a moment.
+    static constexpr int packageSize = 736'000;
+
+    // The package's outcome, over a connection of its own. When the first bytes are there, the
+    // program's thread is held up until `closed` is released.
+    QString fetch(const QUrl& url, QSemaphore* closed) {
+        app->getNetworkManager()->clearConnectionCache();
+        app->manifest.clear();
+        app->manifest.emplace_back().Name = "p.pkg";
+        app->manifest[0].DownloadURL = url;
+        QString outcome = "hangs";
+        QEventLoop loop;
+        QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+        const auto end = [&](const QString& reason) {
+            outcome = reason;
+            loop.quit();
+        };
+        connect(app, qOverload<int>(&ZelApp::finishedDownload), &loop, [end] { end("goes on"); });
+        connect(app, &ZelApp::failedDownload, &loop, [end](auto reason) { end(reason); });
+        QNetworkReply* reply = app->DownloadProduct(0);
+        if (closed)
+            connect(reply, &QNetworkReply::readyRead, &loop, [&, held = false]() mutable {
+                if (!std::exchange(held, true))
+                    closed->tryAcquire(1, 5000);
+            });
+        loop.exec();
+        return outcome;
+    }
 
 private slots:
     void proxies_data() { zelWeatherRows("Proxies"); }
@@ -20,11 +50,34 @@ private slots:
 void tst_weather_proxy::proxies() {
     const bool tls = zelWeather().contains("HTTPS");
     ZelVendorProcess vendor;
-    vendor.addPackage("p.pkg", 5000);
-    vendor.setManifest(zelManifestXml({zelProductXml("p.pkg", "P", 1, 5000)}));
-    QVERIFY(vendor.start(tls ? zelSelfSigned(folder.path()).serverOptions() : QStringList()));
+    vendor.addPackage("p.pkg", packageSize);
+    vendor.setManifest(zelManifestXml({zelProductXml("p.pkg", "P", 1, packageSize)}));
+    const QByteArray closing =
+        QString("[[rule]]\npath = '/packages/*'\ncut_at = %1").arg(packageSize).toUtf8();
+    QVERIFY(vendor.start(
+        QStringList{"--weather", zelWriteFile(folder.filePath("closing.toml"), closing)} +
+        (tls ? zelSelfSigned(folder.path()).serverOptions() : QStringList())));
 
-    const quint16 port = zelFreePort();
+    struct Breaking {
+        QByteArray answer;
+        qint64 limit;
+        bool resets;
+    };
+    static const QHash<QString, Breaking> breaking{
+        {"HTTPS, it closes when asked for a tunnel", {"", 0, false}},
+        {"HTTPS, it resets when asked for a tunnel", {"", 0, true}},
+        {"HTTPS, it breaks off its first line", {"HTTP/1.1 2", 0, false}},
+        {"HTTPS, it asks for NTLM",
+         {"HTTP/1.1 407 No\r\nProxy-Authenticate: NTLM\r\nContent-Length: 0\r\n\r\n", 0, false}},
+        {"HTTPS, it closes in the middle", {{}, packageSize - 20'000, false}},
+        {"HTTPS, it resets in the middle", {{}, packageSize - 20'000, true}},
+        {"HTTPS, the server closes after the package",
+         {{}, std::numeric_limits<qint64>::max(), false}}};
+    std::unique_ptr<ZelTunnelProxy> tunnel;
+    if (const auto how = breaking.constFind(zelWeather()); how != breaking.cend())
+        tunnel = std::make_unique<ZelTunnelProxy>(how->answer, how->limit, how->resets);
+
+    const quint16 port = tunnel ? tunnel->port : zelFreePort();
     const QString log = folder.filePath("log");
     zelWriteFile(log, "");
     const QString password = zelWeather().contains("password") ? "BasicAuth me secret\n" : "";
@@ -33,8 +86,9 @@ void tst_weather_proxy::proxies() {
             .arg(port)
             .arg(log, password);
     QProcess tinyproxy;
-    tinyproxy.start("tinyproxy",
-                    {"-d", "-c", zelWriteFile(folder.filePath("config"), config.toUtf8())});
+    if (!tunnel)
+        tinyproxy.start("tinyproxy",
+                        {"-d", "-c", zelWriteFile(folder.filePath("config"), config.toUtf8())});
     const auto end = qScopeGuard([&tinyproxy] {
         tinyproxy.terminate();
         tinyproxy.waitForFinished();
@@ -43,7 +97,7 @@ void tst_weather_proxy::proxies() {
         QFile file(log);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     };
-    QTRY_VERIFY(logged().contains("Accepting connections"));
+    QTRY_VERIFY(tunnel || logged().contains("Accepting connections"));
 
     QString text = QString("127.0.0.1:%1").arg(port);
     if (zelWeather().contains("nobody listens"))
@@ -52,27 +106,25 @@ void tst_weather_proxy::proxies() {
         text = "nowhere.invalid:8080";
     QNetworkAccessManager* network = app->getNetworkManager();
     network->setProxy(ZelProxyFromText(text).value());
-    network->clearConnectionCache();
     app->scheme = tls ? "https" : "http";
     app->host = vendor.hostAndPort();
 
     ZelBoxDriver user; // accepts the certificate
     QString manifest;
-    QString package;
     QObject context;
     connect(app, &ZelApp::validManifestReply, &context, [&] { manifest = "goes on"; });
     connect(app, &ZelApp::invalidManifestReply, &context, [&](auto reason) { manifest = reason; });
-    connect(app, qOverload<int>(&ZelApp::finishedDownload), &context, [&] { package = "goes on"; });
-    connect(app, &ZelApp::failedDownload, &context, [&](auto reason) { package = reason; });
     app->RequestManifest(app->GetURL(ZelManifestLocation), "user", "pass", "osx");
     QTRY_VERIFY_WITH_TIMEOUT(!manifest.isEmpty(), 20000);
-    app->manifest.clear();
-    app->manifest.emplace_back().Name = "p.pkg";
-    app->manifest[0].DownloadURL = vendor.packageUrl("p.pkg");
-    QVERIFY(app->DownloadProduct(0));
-    QTRY_VERIFY_WITH_TIMEOUT(!package.isEmpty(), 20000);
-    const int requests = int(logged().count("Request (file descriptor"));
+    QSemaphore* const closed = tunnel && manifest == "goes on" ? &tunnel->closed : nullptr;
+    const QString package = fetch(vendor.packageUrl("p.pkg"), closed);
+    const int requests =
+        tunnel ? int(tunnel->requests) : int(logged().count("Request (file descriptor"));
     QTEST(manifest + " | " + package + " | " + QString::number(requests), "expected");
+    for (int i = 1; tunnel && i < 20; ++i)
+        QCOMPARE(fetch(vendor.packageUrl("p.pkg"), closed), package);
+    if (tunnel)
+        return;
     QCOMPARE(logged().contains("CONNECT 127.0.0.1"), tls && requests > 0);
     QCOMPARE(vendor.requestLog().contains("currentproducts"), manifest == "goes on");
 }

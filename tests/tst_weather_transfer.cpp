@@ -1,9 +1,9 @@
+#include "support/ZelFailingDisk.h"
 #include "support/ZelWeather.h"
 #include "wizard/ZelMainWindow.h"
 
 #include <QNetworkAccessManager>
-#include <csignal>
-#include <sys/resource.h>
+#include <cerrno>
 
 // Packages that come through bad weather, as the download page takes them.
 class tst_weather_transfer : public QObject {
@@ -70,7 +70,6 @@ private slots:
 void tst_weather_transfer::packages() {
     const QString weather = zelWeather();
     downloads.removeRecursively();
-    QFile::remove(downloads.path());
     QVERIFY(downloads.mkpath("."));
     ZelVendorProcess vendor;
     const QByteArray package = vendor.addPackage("p.pkg", packageSize);
@@ -84,14 +83,9 @@ void tst_weather_transfer::packages() {
     app->manifest[0].FileSize = packageSize;
     app->manifest[0].DownloadURL = vendor.packageUrl("p.pkg");
 
-    rlimit before;
-    getrlimit(RLIMIT_FSIZE, &before);
-    const auto undo = qScopeGuard([&before] { setrlimit(RLIMIT_FSIZE, &before); });
-    const auto limitFiles = [&before](rlim_t size) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{size, before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    };
+    const QByteArray folderName = downloads.path().toUtf8();
+    const char* const folder = folderName.constData();
+    const auto undo = qScopeGuard([] { zelFailDisk(nullptr, 0, 0, nullptr); });
     std::function<void(QObject*)> afterStart = [](QObject*) {};
     const QHash<QString, std::function<void()>> others{
         {"fair", [] {}},
@@ -103,14 +97,19 @@ void tst_weather_transfer::packages() {
         {"connection refused", [&] { app->manifest[0].DownloadURL.setPort(zelFreePort()); }},
         {"unknown host", [&] { app->manifest[0].DownloadURL.setHost("nowhere.invalid"); }},
         {"address of no known kind", [&] { app->manifest[0].DownloadURL.setScheme("gopher"); }},
-        {"the folder is a file",
-         [&] {
-             downloads.removeRecursively();
-             zelWriteFile(downloads.path(), "");
-         }},
+        {"disk that cannot be written to", [&] { zelFailDisk("open", 1, EROFS, folder); }},
         {"the name is too long", [&] { app->manifest[0].Name = QString(300, 'p') + ".pkg"; }},
-        {"disk full in the middle", [&] { limitFiles(packageSize / 2); }},
-        {"disk full with the last bytes", [&] { limitFiles(packageSize - 1); }},
+        {"disk full in the middle", [&] { zelFailDisk("write", 60, ENOSPC, folder); }},
+        {"disk full with the last bytes",
+         [&] {
+             vendor.addPackage("p.pkg", 10000); // one write
+             zelFailDisk("write", 1, ENOSPC, folder);
+         }},
+        {"lost writes are told on closing", [&] { zelFailDisk("close", 1, EIO, folder); }},
+        {"renaming fails", [&] { zelFailDisk("rename", 1, EIO, folder); }},
+        {"renaming knows no refusal", [&] { zelFailDisk("rename", 1, EINVAL, folder); }},
+        {"the unfinished file vanishes",
+         [&] { afterStart = [this](QObject*) { downloads.remove("p.pkg.zeldownload"); }; }},
         {"final name taken meanwhile",
          [&] {
              afterStart = [this](QObject*) {

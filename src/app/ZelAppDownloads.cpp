@@ -30,14 +30,18 @@ bool usesProxy(const QNetworkAccessManager& manager, const QUrl& url) {
     });
 }
 
-// The bound for a reply whose headers have come; 0 for none. A bounded reply never ends when nobody
-// reads it, as with the body of a redirect, or when its tunnel through a proxy is closed while some
-// of it is still on the way.
-qint64 boundFor(const QNetworkReply& reply) {
-    const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+// Bounds a reply that is about to be answered. Not through a proxy's tunnel: when that is closed
+// while some of the answer is still on the way, a bounded reply never ends.
+void bound(QNetworkReply* reply) {
     const bool isTunnelled =
-        reply.url().scheme() == "https" && usesProxy(*reply.manager(), reply.url());
-    return status / 100 == 3 || isTunnelled ? 0 : replyBufferSize;
+        reply->url().scheme() == "https" && usesProxy(*reply->manager(), reply->url());
+    reply->setReadBufferSize(isTunnelled ? 0 : replyBufferSize);
+}
+
+// Nobody reads the body of a redirect. Bounded, it would never end.
+void unboundRedirect(QNetworkReply* reply) {
+    if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() / 100 == 3)
+        reply->setReadBufferSize(0);
 }
 
 // Now and then a reply ends without an error although the server closed the connection before all
@@ -116,8 +120,10 @@ QNetworkReply* ZelApp::DownloadProduct(int index) {
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute,
                          usesProxy(*manager, element.DownloadURL));
     QNetworkReply* const reply = manager->get(request);
-    connect(reply, &QNetworkReply::metaDataChanged, reply,
-            [reply] { reply->setReadBufferSize(boundFor(*reply)); });
+    bound(reply);
+    // Each redirect leads to a new request, which knows nothing of the bound.
+    connect(reply, &QNetworkReply::requestSent, reply, [reply] { bound(reply); });
+    connect(reply, &QNetworkReply::metaDataChanged, reply, [reply] { unboundRedirect(reply); });
     // After this one the toolkit goes on receiving, and hands over nothing any more.
     connect(reply, &QNetworkReply::errorOccurred, reply,
             [reply](QNetworkReply::NetworkError error) {

@@ -36,10 +36,11 @@ public:
 };
 
 // Runs a test class inside the real application object, off-screen, with a home directory of its
-// own.
+// own. Tests empty the folder for packages: it must never be the system's temporary one.
 template<typename Test> int zelRunTest(int argc, char** argv) {
     QTemporaryDir home;
     qputenv("HOME", QFile::encodeName(home.path()));
+    qputenv("TMPDIR", QFile::encodeName(home.path()));
     QDir(home.path()).mkdir("Downloads");
     ZelApp app(argc, argv);
     Test test;
