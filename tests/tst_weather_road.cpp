@@ -1,6 +1,7 @@
 #include "support/ZelWeather.h"
 
 #include <QDirIterator>
+#include <QTcpServer>
 
 // The whole program as a process of its own, walking its road.
 class tst_weather_road : public QObject {
@@ -148,27 +149,39 @@ void tst_weather_road::keepsSecret() {
 void tst_weather_road::throughNginx() {
     const QTemporaryDir folder;
     const ZelCertificate certificate = zelSelfSigned(folder.path());
-    const quint16 plain = zelFreePort();
-    const quint16 secure = zelFreePort();
+    const QString plain = QString::number(zelFreePort());
+    const QString secure = QString::number(zelFreePort());
+    const QString web = QString::number(zelFreePort());
+    const QString forum = QString::number(zelFreePort());
+    const QString six = QTcpServer().listen(QHostAddress::LocalHostIPv6) ? "[::1]" : "127.0.0.2";
     ZelVendorProcess vendor;
-    QVERIFY(serve(vendor, "", QString("https://127.0.0.1:%1").arg(secure)));
-    // The sample for the vendor's machine, with ports and paths of this one; and a door without
-    // TLS, since that is how the installer talks to a server it is told to debug.
+    QVERIFY(serve(vendor, "", "https://127.0.0.1:" + secure));
+    // The sample for the vendor's machine, with ports and paths of this one; a door without TLS,
+    // since that is how the installer talks to a server it is told to debug; and before the vendor
+    // server one that writes down who is said to ask.
     QFile sample(ZEL_SOURCE_DIR "/docs/nginx.conf");
     QVERIFY(sample.open(QIODevice::ReadOnly));
     QString config = sample.readAll();
     const QList<QStringList> changes{
-        {"443 ssl", QString("127.0.0.1:%1 ssl").arg(secure)},
+        {"listen 443", "listen 127.0.0.1:" + secure},
+        {"[::]:443", six + ':' + secure},
+        {"listen 80", "listen 127.0.0.1:" + web},
+        {"[::]:80", six + ':' + web},
+        {"https://$host", "https://$host:" + secure},
         {"/etc/ssl/certs/corvane.pem", certificate.certificate},
         {"/etc/ssl/private/corvane.pem", certificate.key},
         {"/var/log/nginx", folder.path()},
-        {"127.0.0.1:8080", vendor.hostAndPort()},
+        {"127.0.0.1:8080", "127.0.0.1:" + forum},
         {"/srv/lumivex", vendor.folder()},
-        {"http {", QString("pid %1/pid; http { client_body_temp_path %1/b; proxy_temp_path %1/p; "
-                           "fastcgi_temp_path %1/f; uwsgi_temp_path %1/u; scgi_temp_path %1/s; "
-                           "server { listen 127.0.0.1:%2; location / { "
-                           "proxy_pass https://127.0.0.1:%3; } }")
-                       .arg(folder.path(), QString::number(plain), QString::number(secure))},
+        {"http {",
+         QString(
+             "pid %1/pid; http { client_body_temp_path %1/b; proxy_temp_path %1/p; "
+             "fastcgi_temp_path %1/f; uwsgi_temp_path %1/u; scgi_temp_path %1/s; "
+             "server { listen 127.0.0.1:%2; location / { proxy_pass https://127.0.0.1:%3; } } "
+             "log_format asked '$http_x_forwarded_for $http_x_forwarded_proto $request $status'; "
+             "server { listen 127.0.0.1:%4; access_log %1/asked asked; "
+             "location / { proxy_pass http://%5; } }")
+             .arg(folder.path(), plain, secure, forum, vendor.hostAndPort())},
     };
     for (const QStringList& change : changes) {
         QVERIFY2(config.contains(change[0]), qPrintable(change[0]));
@@ -184,14 +197,28 @@ void tst_weather_road::throughNginx() {
     });
     QTRY_VERIFY(QFile::exists(folder.filePath("pid")));
     Road road;
-    road.start(QString("127.0.0.1:%1").arg(plain));
+    road.start("127.0.0.1:" + plain);
     QVERIFY(road.arrives());
     checkPackages(road);
-    QFile access(folder.filePath("access.log"));
-    QVERIFY(access.open(QIODevice::ReadOnly));
-    const QByteArray log = access.readAll();
-    QVERIFY(log.contains("POST /forum/currentproducts.php HTTP/1.1\" 200"));
-    QVERIFY(log.count(" /packages/") > 2 && !log.contains("HTTP/2"));
+    const auto logged = [&folder](const char* name) {
+        QFile log(folder.filePath(name));
+        return log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
+    };
+    QVERIFY(logged("access.log").count(" /packages/") > 2);
+    QVERIFY(!logged("access.log").contains("HTTP/2"));
+
+    // What the browser is sent to, and somebody who guesses passwords.
+    zelCommand("curl", {"-ksSgL", "http://" + six + ':' + web + "/view/ZEL-Success"});
+    zelCommand("curl", {"-ksS", "https://127.0.0.1:" + secure + "/forum/register.php"});
+    for (const char* line : {"127.0.0.1 https POST /forum/currentproducts.php HTTP/1.0 200",
+                             "https GET /view/ZEL-Success HTTP/1.0 404",
+                             "127.0.0.1 https GET /forum/register.php HTTP/1.0 404"})
+        QTRY_VERIFY2(logged("asked").contains(line), line);
+    const QByteArray answers =
+        zelCommand("curl", {"-ksSi", "--http1.1", "-d", "",
+                            "https://127.0.0.1:" + secure + "/forum/currentproducts.php?[1-60]"});
+    QVERIFY(answers.count("Validation: Error There are no products for this platform.") > 15);
+    QVERIFY(answers.contains("Validation: Error Too many sign-ins"));
 }
 
 QTEST_GUILESS_MAIN(tst_weather_road)
