@@ -5,6 +5,11 @@ target_compile_options(zel_common INTERFACE -Wall -Wextra -Wpedantic -Wshadow -W
 if(ZEL_WARNINGS_AS_ERRORS)
     target_compile_options(zel_common INTERFACE -Werror)
 endif()
+if(NOT APPLE AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize") # as Debian builds its own programs
+    target_compile_options(zel_common INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2 -fstack-protector-strong>)
+    target_link_options(zel_common INTERFACE LINKER:-z,relro,-z,now)
+endif()
 
 add_library(zel_qt INTERFACE)
 target_link_libraries(zel_qt INTERFACE zel_common Qt6::Core Qt6::Network Qt6::Core5Compat)
