@@ -32,7 +32,8 @@ class tst_tls : public QObject {
         zelMakeCertificate(folder.filePath(name), QStringList{"-subj", "/CN=" + name, "-addext",
                                                               "subjectAltName=IP:127.0.0.1"} +
                                                       authority);
-        return zelServerConfiguration(folder.filePath(name));
+        return zelServerConfiguration(folder.filePath(name + "/certificate.pem"),
+                                      folder.filePath(name + "/key.pem"));
     }
 
 private slots:

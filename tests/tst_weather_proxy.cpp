@@ -52,10 +52,10 @@ void tst_weather_proxy::proxies() {
     ZelVendorProcess vendor;
     vendor.addPackage("p.pkg", packageSize);
     vendor.setManifest(zelManifestXml({zelProductXml("p.pkg", "P", 1, packageSize)}));
-    const QByteArray closing =
-        QString("[[rule]]\npath = '/packages/*'\ncut_at = %1").arg(packageSize).toUtf8();
+    const QString closing =
+        QString(R"({"rules": [{"path": "/packages/*", "cut_at": %1}]})").arg(packageSize);
     QVERIFY(vendor.start(
-        QStringList{"--weather", zelWriteFile(folder.filePath("closing.toml"), closing)} +
+        QStringList{"--weather", zelWriteFile(folder.filePath("closing"), closing.toUtf8())} +
         (tls ? zelSelfSigned(folder.path()).serverOptions() : QStringList())));
 
     struct Breaking {
@@ -126,7 +126,7 @@ void tst_weather_proxy::proxies() {
     if (tunnel)
         return;
     QCOMPARE(logged().contains("CONNECT 127.0.0.1"), tls && requests > 0);
-    QCOMPARE(vendor.requestLog().contains("currentproducts"), manifest == "goes on");
+    QCOMPARE(vendor.received.contains("currentproducts"), manifest == "goes on");
 }
 
 ZEL_TEST_MAIN(tst_weather_proxy)

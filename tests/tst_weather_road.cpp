@@ -62,7 +62,7 @@ bool tst_weather_road::Road::arrives() {
            program.exitStatus() == QProcess::NormalExit && program.exitCode() == 0;
 }
 
-// A vendor server with the sample catalogue.
+// A vendor server with the sample catalogue, and weather for the first request of each package.
 bool tst_weather_road::serve(ZelVendorProcess& vendor, const QByteArray& weather,
                              const QString& packageServer) {
     QFile manifest(tools + "/catalogue/manifest.xml");
@@ -72,10 +72,9 @@ bool tst_weather_road::serve(ZelVendorProcess& vendor, const QByteArray& weather
     vendor.setAccounts(QByteArray("artist\t") + password + '\n');
     QDir(vendor.folder()).rmdir("packages");
     QFile::link(packages.path(), vendor.folder() + "/packages");
-    return vendor.start(
-        weather.isEmpty()
-            ? QStringList()
-            : QStringList{"--weather", zelWriteFile(vendor.folder() + "/weather", weather)});
+    const QByteArray rules = "{'rules': [{'path': '/packages/*', 'first': 1, " + weather + "}]}";
+    return vendor.start({"--weather", zelWriteFile(vendor.folder() + "/weather",
+                                                   QByteArray(rules).replace('\'', '"'))});
 }
 
 // Everything with a final name is a package, byte for byte.
@@ -105,8 +104,7 @@ void tst_weather_road::killed() {
     QFETCH(QString, file);
     QFETCH(qint64, size);
     ZelVendorProcess vendor;
-    QVERIFY(serve(vendor, "[[rule]]\npath='/packages/*'\nfirst=1\nbytes_per_second=20_000_000\n",
-                  "@SERVER@"));
+    QVERIFY(serve(vendor, "'bytes_per_second': 20000000", "@SERVER@"));
     Road road;
     road.start(vendor.hostAndPort());
     QTRY_VERIFY_WITH_TIMEOUT(road.downloads().exists(file) && road.sizeOf(file) >= size, 60000);
@@ -126,7 +124,7 @@ void tst_weather_road::killed() {
 // The password is in nothing that was written, in no form.
 void tst_weather_road::keepsSecret() {
     ZelVendorProcess vendor;
-    QVERIFY(serve(vendor, "[[rule]]\npath='/packages/*'\nfirst=1\nstatus=503\n", "@SERVER@"));
+    QVERIFY(serve(vendor, "'status': 503", "@SERVER@"));
     Road road;
     road.start(vendor.hostAndPort());
     QVERIFY(road.arrives());
@@ -155,7 +153,7 @@ void tst_weather_road::throughNginx() {
     const QString forum = QString::number(zelFreePort());
     const QString six = QTcpServer().listen(QHostAddress::LocalHostIPv6) ? "[::1]" : "127.0.0.2";
     ZelVendorProcess vendor;
-    QVERIFY(serve(vendor, "", "https://127.0.0.1:" + secure));
+    QVERIFY(serve(vendor, "'first': 0", "https://127.0.0.1:" + secure));
     // The sample for the vendor's machine, with ports and paths of this one; a door without TLS,
     // since that is how the installer talks to a server it is told to debug; and before the vendor
     // server one that writes down who is said to ask.

@@ -6,6 +6,7 @@
 #include "drive/ZelVendorProcess.h"
 
 #include <QNetworkReply>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>

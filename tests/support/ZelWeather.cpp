@@ -34,7 +34,7 @@ QString zelWeather() {
 }
 
 QStringList zelScenario(const QString& weather) {
-    const QString file = ZEL_SOURCE_DIR "/tools/weather/" + weather + ".toml";
+    const QString file = ZEL_SOURCE_DIR "/tools/weather/" + weather + ".json";
     return QFile::exists(file) ? QStringList{"--weather", file} : QStringList();
 }
 

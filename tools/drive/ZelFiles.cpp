@@ -3,8 +3,6 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QSslCertificate>
-#include <QSslKey>
 
 QString zelWriteFile(const QString& path, const QByteArray& contents, bool executable) {
     QDir().mkpath(QFileInfo(path).path());
@@ -38,13 +36,4 @@ void zelMakeCertificate(const QString& folder, const QStringList& arguments) {
                                  arguments);
     if (!openssl.waitForFinished(60000) || openssl.exitCode() != 0)
         qFatal("openssl made no certificate: %s", openssl.readAllStandardError().constData());
-}
-
-QSslConfiguration zelServerConfiguration(const QString& folder) {
-    QSslConfiguration result = QSslConfiguration::defaultConfiguration();
-    QFile key(folder + "/key.pem");
-    if (key.open(QIODevice::ReadOnly))
-        result.setPrivateKey(QSslKey(&key, QSsl::Rsa));
-    result.setLocalCertificateChain(QSslCertificate::fromPath(folder + "/certificate.pem"));
-    return result;
 }

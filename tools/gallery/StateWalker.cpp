@@ -25,7 +25,7 @@ QSslConfiguration selfSigned(const QString& subject) {
     const QTemporaryDir folder;
     zelMakeCertificate(folder.path(),
                        {"-subj", "/CN=server", "-addext", "subjectAltName=" + subject});
-    return zelServerConfiguration(folder.path());
+    return zelServerConfiguration(folder.filePath("certificate.pem"), folder.filePath("key.pem"));
 }
 
 } // namespace
@@ -43,9 +43,9 @@ void StateWalker::scene(const QString& name, const std::function<void()>& play) 
     ZelApp* app = ZelApp::instance();
     driver = &wizard;
     current = name;
-    server.asked = false;
+    server = std::make_unique<ZelServer>();
     app->scheme = "http";
-    app->host = server.hostAndPort();
+    app->host = server->hostAndPort();
     app->manifest.clear();
     wizard.boxes.onShow = [this](QMessageBox& box) {
         onState("box, " + current, box);
@@ -123,14 +123,14 @@ void StateWalker::boxesBeforeDownload() {
         app->manifestFile.clear();
         openSelection();
         seen("selection, waiting");
-        server.answer(0, {}, QByteArray("Validation: Error ") + serverReason + "\r\n");
+        server->answer(0, {}, QByteArray("Validation: Error ") + serverReason + "\r\n");
         waitForBox("invalidManifest");
     });
     scene("install problem", [&] {
         app->manifestFile.clear();
         openSelection();
         app->assay->attributes[ZelAttrInstallProblem] = serverReason;
-        server.answer(11, "<Manifest/>", "Validation: Approved\r\n");
+        server->answer(11, "<Manifest/>", "Validation: Approved\r\n");
         waitForBox("installProblem");
     });
     scene("nothing selected", [&] {
@@ -145,24 +145,24 @@ void StateWalker::boxesBeforeDownload() {
         openSelection();
         driver->press(QWizard::NextButton);
     });
-    for (const char* name : {"IP:127.0.0.1", "DNS:elsewhere.example"}) {
-        server.setSslConfiguration(selfSigned(name));
+    for (const QString name : {"IP:127.0.0.1", "DNS:elsewhere.example"}) {
+        const QSslConfiguration tls = selfSigned(name);
         scene(name[0] == 'I' ? "TLS error" : "TLS errors", [&] {
+            server->setSslConfiguration(tls);
             app->manifestFile.clear();
             app->scheme = "https";
             openSelection();
         });
     }
-    server.setSslConfiguration({});
 }
 
 void StateWalker::downloadPage() {
     const qint64 size = 11863401;
     // Progress is told ten times a second at most: something has to follow the half.
     const auto sendHalf = [&](qint64 announced) {
-        server.answer(announced, QByteArray(size / 2, 'x'));
+        server->answer(announced, QByteArray(size / 2, 'x'));
         waitFor("half a package", [&] {
-            server.send(QByteArray(1000, 'x'));
+            server->send(QByteArray(1000, 'x'));
             return find<QLabel>("byteCount")->text().contains("5.");
         });
     };
@@ -212,8 +212,8 @@ void StateWalker::downloadBoxes() {
     scene("download failed", [&] {
         driver->boxes.answers["downloadFailed"] = {QMessageBox::Abort};
         openDownload(products);
-        server.answer(4096, "xar!");
-        server.close();
+        server->answer(4096, "xar!");
+        server->close();
         waitForBox("downloadFailed");
     });
     scene("installer failed", [&] {
@@ -225,7 +225,7 @@ void StateWalker::downloadBoxes() {
     scene("installer not started", [&] {
         qputenv("PATH", ""); // the driver puts it back
         openDownload(products);
-        server.answer(4096, QByteArray(4096, 'x'));
+        server->answer(4096, QByteArray(4096, 'x'));
         waitForBox("installerNotStarted");
     });
 }
@@ -234,7 +234,7 @@ void StateWalker::offer(const QList<Product>& products) {
     QByteArrayList records;
     for (const Product& product : products)
         records << zelProductXml(product.name + ".pkg", product.label, 0, product.size,
-                                 server.url(QString()));
+                                 server->url(QString()));
     driver->offer(records);
 }
 
@@ -253,7 +253,7 @@ void StateWalker::openDownload(const QList<Product>& products) {
 }
 
 void StateWalker::startInstaller() {
-    server.answer(4096, QByteArray(4096, 'x'));
+    server->answer(4096, QByteArray(4096, 'x'));
     waitFor("an installation",
             [&] { return find<QProgressBar>("productProgress")->maximum() == 0; });
 }
@@ -264,7 +264,7 @@ void StateWalker::seen(const QString& state) {
 }
 
 void StateWalker::waitForRequest() {
-    waitFor("a request", [this] { return server.asked; });
+    waitFor("a request", [this] { return server->asked; });
 }
 
 void StateWalker::waitForBox(const QString& name) {

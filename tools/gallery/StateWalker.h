@@ -1,7 +1,7 @@
 #pragma once
 
-#include "drive/ZelHeldServer.h"
 #include "drive/ZelSandbox.h"
+#include "vendorserver/ZelServer.h"
 
 // Brings the real wizard into one state after another that a person can meet: every page, every
 // box. It runs on a machine of its own making, with package installers that wait to be told how to
@@ -44,7 +44,8 @@ private:
         return driver->find<Widget>(name);
     }
 
-    ZelHeldServer server;
-    ZelSandbox* driver = nullptr; // of the scene
-    QString current;              // the scene
+    // Of the scene, which has its own: what the last one asked for late is none of its business.
+    std::unique_ptr<ZelServer> server;
+    ZelSandbox* driver = nullptr;
+    QString current; // the scene
 };
