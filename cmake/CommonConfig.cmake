@@ -7,7 +7,7 @@ if(ZEL_WARNINGS_AS_ERRORS)
 endif()
 if(NOT APPLE AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize") # as Debian builds its own programs
     target_compile_options(zel_common INTERFACE
-        $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2 -fstack-protector-strong>)
+        $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2 -fstack-protector-strong>)
     target_link_options(zel_common INTERFACE LINKER:-z,relro,-z,now)
 endif()
 
