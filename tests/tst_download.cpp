@@ -122,11 +122,12 @@ void tst_download::endsTheProgram() {
         wizard.boxes.answers["downloadFailed"] = {QMessageBox::Abort};
         return ZelWizardDriver::exitStatusOf([&wizard] { wizard.startQueue(); });
     };
-    ZelTestWizard aborted;
-    QCOMPARE(statusOfQueue(aborted, "one.pkg"), -1);
-    QCOMPARE(aborted.boxes.names(), {"downloadFailed"});
-    QCOMPARE(aborted.installed(), {});
-
+    {
+        ZelTestWizard aborted;
+        QCOMPARE(statusOfQueue(aborted, "one.pkg"), -1);
+        QCOMPARE(aborted.boxes.names(), {"downloadFailed"});
+        QCOMPARE(aborted.installed(), {});
+    }
     ZelTestWizard refused;
     const QString noFileName(300, 'x');
     QCOMPARE(statusOfQueue(refused, noFileName), 0);

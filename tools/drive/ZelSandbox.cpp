@@ -30,6 +30,10 @@ echo '</dict></array></plist>'
 ZelSandbox::ZelSandbox()
     : path("PATH", QFile::encodeName(machine.filePath("bin"))),
       downloads(*ZelApp::instance()->GetDownloadDir()) {
+    // It is cleared in the end, and without a home made for this it would be a person's own, or
+    // /tmp.
+    if (!downloads.isEmpty())
+        qFatal("there is something in %s already", qPrintable(downloads.absolutePath()));
     for (const char* name : {"bin/installer", "bin/open"})
         zelWriteFile(machine.filePath(name), installerScript, true);
     gate.setFileName(machine.filePath("bin/gate"));

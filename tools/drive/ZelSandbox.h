@@ -9,7 +9,7 @@
 
 // The driven wizard on a machine of its own making. Maya 2014, 2016 and 2016.5 are installed there
 // and none of the vendor's products. All of it goes with this object, whatever state it was left
-// in.
+// in. The download folder has to be empty before.
 class ZelSandbox : public ZelWizardDriver {
 public:
     ZelSandbox();
