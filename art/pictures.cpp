@@ -4,6 +4,8 @@
 //
 // Pictures are traced at twice their size in the window (NAME@2x.png) and averaged down to
 // NAME.png. The random numbers depend on the pixel alone, never on the threads.
+#include <QFontInfo>
+#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <algorithm>
@@ -56,7 +58,6 @@ struct Scene {
 };
 
 static const Material ground{Kind::Glossy, {.030, .052, .064}, .10};
-static const Material night{Kind::Glossy, {.004, .017, .023}, .06};
 static const Material pearl{Kind::Glossy, {.74, .72, .68}, .02};
 static const Material teal{Kind::Glossy, {.02, .20, .26}, .01};
 static const Material copper{Kind::Metal, {.95, .47, .24}, .14};
@@ -216,6 +217,9 @@ static QImage render(const Scene& scene, int width, int height, int paths) {
     return image;
 }
 
+// Around the pages, and where the pictures there end.
+static const QColor frame(10, 26, 34);
+
 static Sphere resting(double x, double z, double radius, const Material& material) {
     return {{x, radius, z}, radius, material};
 }
@@ -232,18 +236,6 @@ static Scene watermark(int step) {
     return scene;
 }
 
-// The same steps, small, on a wide dome.
-static Scene banner(int step) {
-    Scene scene{{0, 1.6, 30}, {0, .85, 0}, .0262, 7, {{{0, -27, 0}, 28, night}}};
-    for (Sphere bead : watermark(step).spheres) {
-        bead.radius = bead.material.kind == Kind::Lamp ? .2 : .11;
-        double x = bead.centre.x * 1.85, reach = 28 + bead.radius;
-        bead.centre = {x, std::sqrt(reach * reach - x * x) - 27, 0};
-        scene.spheres.push_back(bead);
-    }
-    return scene;
-}
-
 static Scene stillLife(bool finished) {
     Scene scene{{.4, 1.9, 8}, {-.1, .78, 0}, .222, 7, {}};
     scene.spheres = {resting(-.25, 0, 1, glass),        resting(-1.95, -.8, .75, pearl),
@@ -256,6 +248,35 @@ static Scene stillLife(bool finished) {
         if (finished)
             scene.spheres.push_back(resting(x, z, .09, lamp));
     return scene;
+}
+
+// A still life with words in the dark above it.
+static QImage titled(QImage picture, const QString& words) {
+    QFont font("Lato", -1, QFont::Light);
+    font.setPixelSize(42);
+    font.setLetterSpacing(QFont::AbsoluteSpacing, 2);
+    if (!QFontInfo(font).exactMatch())
+        qFatal("the font Lato is missing");
+    QPainter painter(&picture);
+    painter.setFont(font);
+    painter.setPen(QColor(236, 233, 226));
+    painter.drawText(QRect(0, 0, picture.width(), 100), Qt::AlignCenter, words);
+    return picture;
+}
+
+// Lies across the top of every page: light from the left, sinking into the frame.
+static QImage banner() {
+    QImage image(720, 88, QImage::Format_RGB32);
+    image.fill(frame);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(180, 20);
+    painter.scale(1, .15);
+    QRadialGradient light(0, 0, 440);
+    for (double at = 0; at <= 1; at += .125)
+        light.setColorAt(at, QColor(74, 104, 122, int(190 * (1 - smooth(0, 1, at)))));
+    painter.fillRect(-180, -200, 720, 700, light);
+    return image;
 }
 
 static QImage rounded(const QImage& from, double radius) {
@@ -302,6 +323,7 @@ static QImage whileYouWait(int number, const std::vector<QImage>& stages) {
 }
 
 int main(int argc, char** argv) {
+    QGuiApplication app(argc, argv); // for the words
     QString folder = argc > 1 ? argv[1] : ".";
     int paths = argc > 2 ? std::atoi(argv[2]) : 600;
     auto write = [&](const QString& name, const QImage& image) {
@@ -324,23 +346,23 @@ int main(int argc, char** argv) {
     for (int side : {16, 32, 128, 256, 512, 1024})
         write(QString("icon-%1").arg(side),
               tile.scaled(side, side, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
-    save("home-1", rounded(render(stillLife(false), 960, 640, paths), 16));
-    save("finish-1", rounded(render(stillLife(true), 960, 640, paths), 16));
+    for (bool finished : {false, true}) {
+        const QImage image = render(stillLife(finished), 960, 640, paths);
+        const char* words = finished ? "Done" : "Lumivex Community Installer";
+        save(finished ? "finish-1" : "home-1", rounded(titled(image, words), 16));
+    }
 
     QStringList pages{"", "welcome", "account", "selection", "download", "finished"};
     for (int step = 0; step < 6; ++step) {
         QImage tall = render(watermark(step), 328, 760, paths);
-        QLinearGradient fade(0, 610, 0, 755);
-        fade.setColorAt(0, Qt::transparent);
-        fade.setColorAt(1, {10, 26, 34}); // the style sheet goes on below with this colour
+        QLinearGradient fade(0, 0, 0, 760);
+        for (double end : {0., 1.})
+            fade.setColorAt(end, frame);
+        for (double end : {.08, .80})
+            fade.setColorAt(end, Qt::transparent);
         QPainter(&tall).fillRect(tall.rect(), fade);
         save(pages[step] + (step ? "Watermark" : "watermark"), tall);
-        // QWizard takes a banner's pixels for its size in the window: an @2x would widen it.
-        const QString name = pages[step] + (step ? "Banner" : "banner");
-        const QImage wide = render(banner(step), 1440, 176, paths);
-        if (step) // the one without a step is never shown
-            write(name + "Dense", wide);
-        write(name, wide.scaledToWidth(720, Qt::SmoothTransformation));
+        write(pages[step] + (step ? "Banner" : "banner"), banner());
     }
 
     Scene scene{{0, 1.5, 9}, {0, .66, 0}, .136, 7, {}};

@@ -69,7 +69,18 @@ void tst_window::eachPageHasItsButtons() {
     QCOMPARE(wizard.page(), ZelMainWindow::Selection);
     QCOMPARE(visibleButtons(*wizard.window), usual);
 
+    // The window has one size, but what a page has to say is never cut off.
+    const QSize size = wizard.window->size();
+    wizard.window->resize(1300, 900);
+    QCOMPARE(wizard.window->size(), size);
     QVERIFY(wizard.walkTo(ZelMainWindow::Download));
+    auto* status = wizard.find<QLabel>("downloadStatus");
+    const QString usualStatus = status->text();
+    status->setText(QString("A long label. ").repeated(50));
+    QTRY_VERIFY(wizard.window->height() > size.height());
+    QVERIFY(status->height() >= status->heightForWidth(status->width()));
+    status->setText(usualStatus);
+    QTRY_COMPARE(wizard.window->size(), size);
     QTRY_COMPARE(server.requests.size(), 2);
     server.answer(4, "%PDF");
     QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);

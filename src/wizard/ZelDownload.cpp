@@ -4,10 +4,10 @@
 #include "app/ZelMessageBox.h"
 #include "core/ZelTexts.h"
 #include "wizard/ZelPageSetup.h"
+#include "wizard/ZelProgressBar.h"
 
 #include <QDebug>
 #include <QLabel>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QScopedValueRollback>
 #include <QTimer>
@@ -40,7 +40,7 @@ void ZelDownload::createUI() {
     statusLabel->setObjectName("downloadStatus");
     statusLabel->setTextFormat(Qt::PlainText);
     statusLabel->setWordWrap(true); // a product may have a long label
-    productBar = new QProgressBar(this);
+    productBar = new ZelProgressBar(this);
     productBar->setObjectName("productProgress");
     productBar->setMinimum(0);
     setStatus(tr("Download/Installing"));

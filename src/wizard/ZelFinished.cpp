@@ -15,6 +15,7 @@ ZelFinished::ZelFinished(QWidget* parent) : QWizardPage(parent) {
 
     auto* picture = new QLabel(this);
     picture->setPixmap(ZelApp::instance()->LoadPixmapResource("finish-1.png"));
+    picture->setAccessibleName(tr("Done")); // the word in it
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(picture);
 }

@@ -1,7 +1,6 @@
 #include "wizard/ZelPageSetup.h"
 
 #include "app/ZelApp.h"
-#include "wizard/ZelDenseBanner.h"
 
 #include <QCoreApplication>
 #include <QWizardPage>
@@ -12,6 +11,4 @@ void ZelSetUpPage(QWizardPage* page, const char* watermark, const char* banner) 
     const ZelApp* app = ZelApp::instance();
     page->setPixmap(QWizard::WatermarkPixmap, app->LoadPixmapResource(watermark));
     page->setPixmap(QWizard::BannerPixmap, app->LoadPixmapResource(banner));
-    page->setProperty(ZelDenseBanner::pageProperty,
-                      QByteArray(banner).replace(".png", "Dense.png"));
 }

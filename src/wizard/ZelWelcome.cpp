@@ -13,6 +13,7 @@ ZelWelcome::ZelWelcome(QWidget* parent) : QWizardPage(parent), picture(new QLabe
     ZelSetUpPage(this, "welcomeWatermark.png", "welcomeBanner.png");
 
     picture->setPixmap(ZelApp::instance()->LoadPixmapResource("home-1.png"));
+    picture->setAccessibleName(tr("Lumivex Community Installer")); // the words in it
     picture->installEventFilter(this);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(picture);
