@@ -11,6 +11,7 @@ class tst_accessibility : public QObject {
     Q_OBJECT
 
 private slots:
+    void everyStateCanBeReadAndReached_data();
     void everyStateCanBeReadAndReached();
     void theRoadIsWalkedByKeyboard();
 };
@@ -35,7 +36,16 @@ bool tabTo(const QString& name) {
 
 } // namespace
 
+void tst_accessibility::everyStateCanBeReadAndReached_data() {
+    QTest::addColumn<QPalette>("palette");
+    QTest::newRow("light") << QApplication::palette();
+    QTest::newRow("dark") << darkPalette();
+}
+
 void tst_accessibility::everyStateCanBeReadAndReached() {
+    QFETCH(QPalette, palette);
+    QApplication::setPalette(palette);
+    const auto restore = qScopeGuard([] { QApplication::setPalette(QPalette()); });
     QStringList problems;
     int states = 0;
     StateWalker walker;

@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QScopeGuard>
 #include <QTableWidget>
+#include <QToolTip>
 #include <QVBoxLayout>
 #include <QWizard>
 
@@ -234,6 +235,7 @@ void ZelSelection::buildList(bool showAll) {
         // A single ampersand would underline the letter behind it.
         auto* checkbox = new QCheckBox(QString(element.label()).replace('&', "&&"));
         checkbox->setChecked(row < states.size() ? states[row] : row < offer.chosen.size());
+        checkbox->installEventFilter(this);
         // Any size: it is the table that gives the real one, and without one the checkbox would
         // first have to measure its text.
         checkbox->resize(0, 0);
@@ -246,6 +248,19 @@ void ZelSelection::buildList(bool showAll) {
     // New widgets come last in the window's order, one behind the other.
     if (!checkboxes.isEmpty())
         setTabOrder(checkboxes.last(), showAllBox);
+}
+
+// A label that the table cuts off is told by a tooltip; as rich text that breaks into lines.
+bool ZelSelection::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::ToolTip) {
+        auto* checkbox = qobject_cast<QCheckBox*>(watched);
+        if (checkbox && checkbox->sizeHint().width() > table->viewport()->width()) {
+            const QString label = checkbox->text().replace("&&", "&").toHtmlEscaped();
+            QToolTip::showText(QCursor::pos(), "<p>" + label + "</p>", checkbox);
+            return true;
+        }
+    }
+    return QWizardPage::eventFilter(watched, event);
 }
 
 bool ZelSelection::isProductEnabled(int row) const {

@@ -19,6 +19,7 @@ public:
     void initializePage() override;
     bool isComplete() const override;
     bool validatePage() override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
     // The selection rules, run on the application's manifest and assay into this page's offer.
     void chooseDownloads(QStringList& issues);

@@ -1,11 +1,30 @@
 #include "AccessibilityCheck.h"
 
+#include <QAbstractButton>
 #include <QAccessible>
+#include <QLineEdit>
+#include <QPalette>
 #include <QProgressBar>
-#include <QWidget>
+#include <QTableWidget>
 #include <algorithm>
+#include <cmath>
 
 namespace {
+
+// As the Web Content Accessibility Guidelines measure it.
+double luminance(QRgb pixel) {
+    const auto linear = [](int value) {
+        const double part = value / 255.0;
+        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(qRed(pixel)) + 0.7152 * linear(qGreen(pixel)) +
+           0.0722 * linear(qBlue(pixel));
+}
+
+double contrast(QRgb a, QRgb b) {
+    const auto [dark, light] = std::minmax({luminance(a), luminance(b)});
+    return (light + 0.05) / (dark + 0.05);
+}
 
 // One look at a window: every object that assistive technology is shown must be sensible.
 class Look {
@@ -13,6 +32,7 @@ public:
     Look(const QString& inState, const QWidget& window) : state(inState) {
         visit(QAccessible::queryAccessibleInterface(const_cast<QWidget*>(&window)));
         checkFocusOrder(window);
+        checkOutlines(window);
     }
 
     QStringList problems;
@@ -24,6 +44,7 @@ private:
         const QString name = object->text(QAccessible::Name);
         const QString id = object->object() ? object->object()->objectName() : "a part";
         const QString what = QString("%1 \"%2\"").arg(id, name);
+        expect(!object->text(QAccessible::Description).contains('<'), what + " tells its markup");
         reached << object->object();
         switch (object->role()) {
         case QAccessible::Client: // passed over: must not have anything to say
@@ -80,6 +101,33 @@ private:
         expect(std::is_sorted(chain.begin(), chain.end(), isRead), "the focus jumps about");
     }
 
+    // What can be used shows where it is: coming from the left, the first line that stands out from
+    // the ground is that of the control, and has three times the light or a third.
+    void checkOutlines(const QWidget& window) {
+        const QImage image = const_cast<QWidget&>(window).grab().toImage();
+        const double scale = image.devicePixelRatio();
+        const QList<QWidget*> widgets = window.findChildren<QWidget*>();
+        for (const QWidget* widget : widgets) {
+            const bool control = qobject_cast<const QAbstractButton*>(widget) ||
+                                 qobject_cast<const QLineEdit*>(widget) ||
+                                 qobject_cast<const QProgressBar*>(widget) ||
+                                 qobject_cast<const QTableWidget*>(widget);
+            const QPoint middle(0, widget->height() / 2);
+            if (!control || !widget->isEnabled() || !widget->isVisible() ||
+                !widget->visibleRegion().contains(middle))
+                continue;
+            const QPoint start = (widget->mapTo(&window, middle) - QPoint(1, 0)) * scale;
+            const QRgb ground = image.pixel(start);
+            int x = start.x();
+            while (x < image.width() - 1 && contrast(image.pixel(x, start.y()), ground) < 1.1)
+                ++x;
+            const double found = contrast(image.pixel(x, start.y()), ground);
+            expect(found >= 3, QString("the outline of %1 has a contrast of %2:1")
+                                   .arg(widget->objectName())
+                                   .arg(found, 0, 'f', 2));
+        }
+    }
+
     void expect(bool holds, const QString& problem) {
         if (!holds)
             problems << state + ": " + problem;
@@ -90,6 +138,16 @@ private:
 };
 
 } // namespace
+
+QPalette darkPalette() {
+    QPalette palette(QColor(45, 48, 51), QColor(38, 40, 43));
+    palette.setColor(QPalette::Base, QColor(28, 30, 32));
+    palette.setColor(QPalette::AlternateBase, QColor(38, 40, 43));
+    for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(role, QColor(232, 234, 236));
+    palette.setColor(QPalette::PlaceholderText, QColor(232, 234, 236, 140));
+    return palette;
+}
 
 QStringList accessibilityProblems(const QString& state, const QWidget& window) {
     return Look(state, window).problems;

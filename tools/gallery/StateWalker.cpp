@@ -3,11 +3,14 @@
 #include "core/ZelMachineAssay.h"
 #include "drive/ZelFiles.h"
 
+#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QSslConfiguration>
+#include <QTableWidget>
 #include <QTest>
+#include <QToolTip>
 
 namespace {
 
@@ -63,6 +66,8 @@ void StateWalker::scene(const QString& name, const std::function<void()>& play) 
             wizard.window.reset(app->wizard);
             wizard.window->activateWindow();
             waitFor("its window", [&] { return wizard.window->isActiveWindow(); });
+            if (!wantedSize.isEmpty())
+                wizard.window->resize(wantedSize);
             play();
         },
         0);
@@ -77,6 +82,10 @@ void StateWalker::pagesBeforeDownload() {
         seen("sign-in, filled");
         driver->press("accountAdvancedButton");
         seen("sign-in, advanced");
+        driver->key(Qt::Key_Backtab);
+        seen("sign-in, button by keyboard");
+        driver->key(Qt::Key_Tab);
+        seen("sign-in, advanced by keyboard");
         driver->key(Qt::Key_Tab);
         QTest::keyClicks(find<QLineEdit>("proxy"), "proxy.studio.example:3128");
         seen("sign-in, proxy entered");
@@ -104,8 +113,17 @@ void StateWalker::pagesBeforeDownload() {
         offer(products);
         openSelection();
         seen("selection, many products and a long label");
+        QHelpEvent rest(QEvent::ToolTip, {}, {});
+        QApplication::sendEvent(find<QTableWidget>("products")->cellWidget(2, 0), &rest);
+        waitFor("the label's tooltip",
+                [] { return QToolTip::text().contains("Interiors &amp; Exteriors"); });
+        QToolTip::hideText();
         driver->key(Qt::Key_Tab, 21);
         seen("selection, many products by keyboard");
+        driver->key(Qt::Key_Tab, 22);
+        seen("selection, show all by keyboard");
+        driver->key(Qt::Key_Tab);
+        seen("selection, back by keyboard");
     });
 }
 
@@ -173,7 +191,7 @@ void StateWalker::downloadPage() {
         seen("download, half");
     });
     scene("download", [&] {
-        openDownload({{longLabel, size}});
+        openDownload({{QString("%1; %1").arg(longLabel), size}});
         sendHalf(-1);
         seen("download, long label and unknown size");
     });

@@ -11,6 +11,9 @@ public:
     // Called in each state with its name and the window, or the box, that shows it.
     std::function<void(const QString& state, QWidget& window)> onState;
 
+    // What every window is asked to be before it is looked at; empty for as it comes.
+    QSize wantedSize;
+
     // Goes through all states; `problems` then names those that were not reached.
     void walk();
 

@@ -1,11 +1,12 @@
 // Leaves a picture of every state of every page and box in a folder:
 //
-//   zelgallery FOLDER SUFFIX [--dark] [--pseudo]
+//   zelgallery FOLDER SUFFIX [--dark] [--pseudo] [--size WIDTHxHEIGHT]
 //
 // The pictures are called NN-STATE.SUFFIX.png. With --pseudo every text that goes through the
 // translation functions is longer and marked, and the program complains about any that does not go
 // through them. It also complains about texts that are cut off and about what assistive technology
-// could not make out.
+// could not make out. With --size the windows are asked to have that size, as by a person who drags
+// their edges.
 
 #include "AccessibilityCheck.h"
 #include "StateWalker.h"
@@ -17,7 +18,6 @@
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPalette>
 #include <QTranslator>
 #include <cstdio>
 
@@ -38,16 +38,6 @@ public:
                u'\u203a';
     }
 };
-
-QPalette darkPalette() {
-    QPalette palette(QColor(45, 48, 51), QColor(38, 40, 43));
-    palette.setColor(QPalette::Base, QColor(28, 30, 32));
-    palette.setColor(QPalette::AlternateBase, QColor(38, 40, 43));
-    for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-        palette.setColor(role, QColor(232, 234, 236));
-    palette.setColor(QPalette::PlaceholderText, QColor(232, 234, 236, 140));
-    return palette;
-}
 
 class Gallery {
 public:
@@ -107,7 +97,8 @@ int main(int argc, char** argv) {
     ZelInitializeLogging();
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() < 3) {
-        std::fputs("usage: zelgallery FOLDER SUFFIX [--dark] [--pseudo]\n", stderr);
+        std::fputs("usage: zelgallery FOLDER SUFFIX [--dark] [--pseudo] [--size WIDTHxHEIGHT]\n",
+                   stderr);
         return 2;
     }
     if (arguments.contains("--dark"))
@@ -120,6 +111,9 @@ int main(int argc, char** argv) {
     QDir().mkpath(arguments[1]);
     Gallery gallery(arguments[1], arguments[2], pseudo);
     StateWalker walker;
+    const QStringList size = arguments.value(arguments.indexOf("--size") + 1).split('x');
+    if (arguments.contains("--size") && size.size() == 2)
+        walker.wantedSize = {size[0].toInt(), size[1].toInt()};
     walker.onState = [&](const QString& state, QWidget& window) { gallery.add(state, window); };
     walker.walk();
     const QStringList problems = walker.problems + gallery.problems;
