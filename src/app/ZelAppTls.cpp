@@ -54,7 +54,8 @@ void ZelApp::sslErrors(QNetworkReply* reply, const QList<QSslError>& errors) {
 
     // The reply may end while the user thinks.
     const QPointer<QNetworkReply> asked = reply;
-    const QString server = reply->url().authority();
+    // Without the user and password that an address may carry.
+    const QString server = reply->url().host() + ':' + QString::number(reply->url().port(443));
     const bool accepted = ZelShowMessageBox(box) == QMessageBox::Ok;
     qDebug() << "TLS errors of" << server << (accepted ? "accepted" : "refused");
     // Refused is all but an error that never comes: an empty list would leave what was accepted

@@ -90,7 +90,7 @@ void ZelMachineAssay::DoAssay() {
         qDebug() << "Got system profile" << attributes << products;
     } else {
         qDebug() << "Couldn't read system_profiler output";
-        profiler->close(); // it may print for ever, and all of it would be kept
+        profiler->kill(); // it may print for ever, and all of it would be kept
     }
 
     findCorvaneProducts();
