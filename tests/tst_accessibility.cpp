@@ -60,7 +60,7 @@ void tst_accessibility::everyStateCanBeReadAndReached() {
 }
 
 void tst_accessibility::theRoadIsWalkedByKeyboard() {
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     QByteArrayList products;
     for (int i = 0; i < 30; ++i) {
         const QString name = QString("materials-%1.pkg").arg(i);

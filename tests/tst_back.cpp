@@ -1,4 +1,3 @@
-#include "drive/ZelHeldServer.h"
 #include "support/ZelTestSupport.h"
 
 #include <QProgressBar>
@@ -70,7 +69,7 @@ void tst_back::duringDownload() {
     QFETCH(QString, meanwhile);
     QFETCH(QMessageBox::StandardButton, answer);
     BackWizard wizard;
-    ZelHeldServer server;
+    ZelServer server;
     wizard.offer({zelProductXml("one.pkg", "One", 1, 8, server.url("one.pkg"))});
     wizard.tellInstaller("exit 0");
     QVERIFY(wizard.startQueue());
@@ -167,7 +166,7 @@ void tst_back::duringInstallation() {
 
 void tst_back::startsAtTheFirstProductAgain() {
     BackWizard wizard;
-    ZelHeldServer server;
+    ZelServer server;
     wizard.offer({zelProductXml("one.txt", "One", 1, 4, server.url("one.txt")),
                   zelProductXml("two.txt", "Two", 1, 4, server.url("two.txt"))});
     QVERIFY(wizard.startQueue());

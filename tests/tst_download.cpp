@@ -1,4 +1,3 @@
-#include "drive/ZelHeldServer.h"
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 #include "wizard/ZelDownload.h"
@@ -39,7 +38,7 @@ int red(const QPixmap& picture) {
 
 void tst_download::worksThroughTheQueue() {
     ZelTestWizard wizard;
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     QVERIFY(vendor.start());
     const QStringList names{"one.pkg", "two.pkg", "three.pkg"};
     QByteArrayList products;
@@ -93,7 +92,7 @@ void tst_download::failedTransfer() {
     QFETCH(QStringList, queue);
     QFETCH(QMessageBox::StandardButton, answer);
     ZelTestWizard wizard;
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     QVERIFY(vendor.start());
     vendor.addPackage("good.pkg", size);
     QByteArrayList products;
@@ -142,7 +141,7 @@ void tst_download::endsTheProgram() {
 // bar.
 void tst_download::progress() {
     ZelTestWizard wizard;
-    ZelHeldServer server;
+    ZelServer server;
     zelWriteFile(wizard.downloads.filePath("guide.pdf"), QByteArray(size, '1'));
     wizard.offer({product("guide.pdf", server.url("none")), product("two", server.url("two")),
                   product("three", server.url("three"))});

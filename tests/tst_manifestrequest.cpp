@@ -1,4 +1,3 @@
-#include "drive/ZelRawServer.h"
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
@@ -11,7 +10,8 @@ class tst_manifestrequest : public QObject {
     Q_OBJECT
 
     ZelApp* app = ZelApp::instance();
-    ZelRawServer server;
+    ZelServer server;
+    const QUrl location{server.url("path")};
     QTemporaryDir folder;
     QStringList outcomes; // the two signals, as they came
 
@@ -19,7 +19,7 @@ class tst_manifestrequest : public QObject {
     QString ask(const QString& user = "user", const QString& password = "pass") {
         outcomes.clear();
         app->manifest = {ZelManifestElement()}; // of an earlier request; never survives
-        app->RequestManifest(server.url("/path"), user, password, "osx");
+        app->RequestManifest(location, user, password, "osx");
         QString result = outcomes.isEmpty() ? "" : "at once ";
         if (!QTest::qWaitFor([this] { return !outcomes.isEmpty(); }))
             return "no answer";
@@ -44,7 +44,7 @@ private slots:
         app->manifestFile.clear();
         app->appendManifestFile.clear();
         server.setAnswer("200 OK\r\nValidation: Approved", oneProduct);
-        server.requests.clear();
+        server.received.clear();
     }
 
     void form() {
@@ -52,7 +52,7 @@ private slots:
         ask("", "");
         const QRegularExpression boundary("boundary=\"([^\"]+)\"");
         QStringList forms;
-        for (const QString& request : QString(server.requests).split("POST /path HTTP/1.1\r\n"))
+        for (const QString& request : QString(server.received).split("POST /path HTTP/1.1\r\n"))
             forms << request.section("\r\n\r\n", 1)
                          .replace("--" + boundary.match(request).captured(1), "--");
         const QString form =
@@ -84,9 +84,9 @@ private slots:
             200 OK; Error: no access | => : no access / Manifest request denied)",
                       run);
         QCOMPARE(app->successUrl, QUrl("x"));
-        server.close(); // its port is 0 from now on, where nobody listens
+        server.stop();
         QCOMPARE(run({"", ""}), QString("Crikey \"\""));
-        QVERIFY(server.listen(QHostAddress::LocalHost));
+        QVERIFY(server.listen(QHostAddress::LocalHost, quint16(location.port())));
     }
 
     // The record of a bad body comes before the signal, that of an unread one after it.
@@ -120,7 +120,7 @@ private slots:
         QVERIFY(log.contains("appended alt manifest"));
         QVERIFY(log.contains("failed to parse alt manifest"));
 
-        server.requests.clear();
+        server.received.clear();
         const ZelEnvironment instead("ZEL_MANIFEST_FILE", manifestOf("env").toUtf8());
         QCOMPARE(ask(), QString("at once valid, env"));
         app->manifestFile = manifestOf("option");
@@ -131,25 +131,23 @@ private slots:
         QCOMPARE(log.lines().last(), QString("failed to parse alt manifest"));
         QVERIFY(log.contains("Loading manifest from disk ONLY"));
         QVERIFY(log.contains("Loading alternate manifest \"/absent\""));
-        QVERIFY(!server.waitForNewConnection(0) && server.requests.isEmpty());
+        QVERIFY(!server.waitForNewConnection(0) && server.received.isEmpty());
     }
 
     void otherReplies() {
         const ZelLogCapture log;
-        ZelRawServer other;
+        ZelServer other;
         other.setAnswer("200 OK\r\nValidation: Error other", "");
         QNetworkAccessManager* manager = app->getNetworkManager();
         const QSignalSpy finished(manager, &QNetworkAccessManager::finished);
-        const QPointer<QNetworkReply> foreign = manager->get(QNetworkRequest(other.url()));
+        const QPointer<QNetworkReply> foreign = manager->get(QNetworkRequest(QUrl(other.url())));
         QTRY_COMPARE(finished.size(), 1);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(foreign && log.lines().isEmpty());
         delete foreign;
-        QTcpServer silent; // what it is asked ends when the next request replaces it
-        QVERIFY(silent.listen(QHostAddress::LocalHost, 0));
-        const QString address = QString("http://127.0.0.1:%1").arg(silent.serverPort());
-        app->RequestManifest(QUrl(address), "user", "pass", "osx");
-        QTRY_VERIFY(silent.hasPendingConnections());
+        ZelServer silent; // what it is asked ends when the next request replaces it
+        app->RequestManifest(QUrl(silent.url()), "user", "pass", "osx");
+        QTRY_VERIFY(silent.asked);
         QCOMPARE(ask(), QString("valid, server"));
         QCOMPARE(finished.size(), 3);
         QCOMPARE(outcomes, QStringList("valid"));

@@ -1,6 +1,5 @@
 #include "core/ZelMachineAssay.h"
 #include "core/ZelTexts.h"
-#include "drive/ZelHeldServer.h"
 #include "support/ZelTestSupport.h"
 
 #include <QAccessible>
@@ -77,7 +76,7 @@ void tst_selection::showAllAddsTheHiddenProducts() {
 
 void tst_selection::eachVisitAsksAnew() {
     ZelTestWizard wizard;
-    ZelHeldServer server;
+    ZelServer server;
     ZelApp* app = ZelApp::instance();
     app->manifestFile.clear();
     app->scheme = "http";

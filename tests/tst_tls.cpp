@@ -1,4 +1,3 @@
-#include "drive/ZelHeldServer.h"
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
@@ -111,7 +110,7 @@ private slots:
                 [&outcome](const QString& reason) { outcome = reason; });
 
         const auto run = [&](const QStringList& in) {
-            std::map<QString, ZelHeldServer> servers;
+            std::map<QString, ZelServer> servers;
             servers["A"].setSslConfiguration(in[0] == "root" ? chain : self);
             servers["B"].setSslConfiguration(self);
             QString deed = in[1];

@@ -1,5 +1,4 @@
 #include "core/ZelTexts.h"
-#include "drive/ZelRawServer.h"
 #include "support/ZelTestSupport.h"
 
 enum Product { Big, Empty, Missing, Cut, Small };
@@ -8,8 +7,8 @@ class tst_transfer : public QObject {
     Q_OBJECT
 
     ZelApp* app = ZelApp::instance();
-    ZelVendorProcess vendor;
-    ZelRawServer cutting;
+    ZelVendor vendor;
+    ZelServer cutting;
     QHash<QString, QByteArray> packages;
     QStringList outcomes; // the two signals, as they came
     QDir downloads = *app->GetDownloadDir();
@@ -44,7 +43,7 @@ private slots:
             app->manifest.emplace_back().Name = name;
             app->manifest.last().DownloadURL = vendor.packageUrl(name);
         }
-        app->manifest[Cut].DownloadURL = cutting.url();
+        app->manifest[Cut].DownloadURL = QUrl(cutting.url());
     }
 
     // The next transfer starts inside the slot that hears of the last one's end.
@@ -110,9 +109,9 @@ private slots:
 
     // Without a length of its own, a package has to be as long as the manifest says.
     void unknownLength() {
-        ZelRawServer endless;
-        endless.answer = "HTTP/1.1 200 OK\r\n\r\nfirst bytes";
-        app->manifest[Cut].DownloadURL = endless.url();
+        ZelServer endless;
+        endless.always = "HTTP/1.1 200 OK\r\n\r\nfirst bytes";
+        app->manifest[Cut].DownloadURL = QUrl(endless.url());
         app->manifest[Cut].FileSize = 12;
         QVERIFY(app->DownloadProduct(Cut));
         QTRY_COMPARE(outcomes,
@@ -133,7 +132,7 @@ private slots:
         QVERIFY(holds("small.pkg.zeldownload", packages["small.pkg"]));
 
         outcomes.clear();
-        app->finishedDownload(app->getNetworkManager()->get(QNetworkRequest(cutting.url())));
+        app->finishedDownload(app->getNetworkManager()->get(QNetworkRequest(QUrl(cutting.url()))));
         QVERIFY(app->DownloadProduct(Small));
         app->manifest.clear(); // as a new sign-in does
         QTRY_COMPARE(outcomes, QStringList({"-1 wrong reply", "4 index out of range in Download"}));

@@ -14,7 +14,7 @@ class tst_weather_manifest : public QObject {
 
     ZelApp* app = ZelApp::instance();
 
-    void serve(ZelVendorProcess& vendor);
+    void serve(ZelVendor& vendor);
 
     // Enters the page and waits until it can be left or the program ends; what a user saw.
     QString visit() const;
@@ -69,7 +69,7 @@ QString tst_weather_manifest::visit() const {
                                  : QString("ends with status %1").arg(status));
 }
 
-void tst_weather_manifest::serve(ZelVendorProcess& vendor) {
+void tst_weather_manifest::serve(ZelVendor& vendor) {
     QByteArrayList products;
     for (int i = 0; i < 20; ++i)
         products << zelProductXml(QString("Lumivex FarmServer %1.pkg").arg(i), "S", i, 1);
@@ -83,7 +83,7 @@ void tst_weather_manifest::serve(ZelVendorProcess& vendor) {
 }
 
 void tst_weather_manifest::manifest() {
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     serve(vendor);
     if (zelWeather() == "account closed")
         app->user = "shut";
@@ -104,7 +104,7 @@ void tst_weather_manifest::manifest() {
 
 // The file that is added to the server's list, or takes its place.
 void tst_weather_manifest::localFiles() {
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     serve(vendor);
     const QTemporaryDir folder;
     const QByteArray sound = zelManifestXml({zelProductXml("local.pkg", "Local", 1, 1)});

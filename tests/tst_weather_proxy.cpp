@@ -49,7 +49,7 @@ private slots:
 
 void tst_weather_proxy::proxies() {
     const bool tls = zelWeather().contains("HTTPS");
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     vendor.addPackage("p.pkg", packageSize);
     vendor.setManifest(zelManifestXml({zelProductXml("p.pkg", "P", 1, packageSize)}));
     const QString closing =

@@ -24,7 +24,7 @@ class tst_weather_road : public QObject {
         bool arrives();
     };
 
-    bool serve(ZelVendorProcess& vendor, const QByteArray& weather, const QString& packageServer);
+    bool serve(ZelVendor& vendor, const QByteArray& weather, const QString& packageServer);
     void checkPackages(const Road& road) const;
 
 private slots:
@@ -63,7 +63,7 @@ bool tst_weather_road::Road::arrives() {
 }
 
 // A vendor server with the sample catalogue, and weather for the first request of each package.
-bool tst_weather_road::serve(ZelVendorProcess& vendor, const QByteArray& weather,
+bool tst_weather_road::serve(ZelVendor& vendor, const QByteArray& weather,
                              const QString& packageServer) {
     QFile manifest(tools + "/catalogue/manifest.xml");
     if (!manifest.open(QIODevice::ReadOnly))
@@ -103,7 +103,7 @@ void tst_weather_road::killed_data() {
 void tst_weather_road::killed() {
     QFETCH(QString, file);
     QFETCH(qint64, size);
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     QVERIFY(serve(vendor, "'bytes_per_second': 20000000", "@SERVER@"));
     Road road;
     road.start(vendor.hostAndPort());
@@ -123,7 +123,7 @@ void tst_weather_road::killed() {
 
 // The password is in nothing that was written, in no form.
 void tst_weather_road::keepsSecret() {
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     QVERIFY(serve(vendor, "'status': 503", "@SERVER@"));
     Road road;
     road.start(vendor.hostAndPort());
@@ -152,7 +152,7 @@ void tst_weather_road::throughNginx() {
     const QString web = QString::number(zelFreePort());
     const QString forum = QString::number(zelFreePort());
     const QString six = QTcpServer().listen(QHostAddress::LocalHostIPv6) ? "[::1]" : "127.0.0.2";
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     QVERIFY(serve(vendor, "'first': 0", "https://127.0.0.1:" + secure));
     // The sample for the vendor's machine, with ports and paths of this one; a door without TLS,
     // since that is how the installer talks to a server it is told to debug; and before the vendor

@@ -95,7 +95,7 @@ QString tst_weather_tls::ask() {
 
 void tst_weather_tls::certificates() {
     const ZelCertificate certificate = certificateFor(zelWeather());
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     vendor.addPackage("p.pkg", 5000);
     QVERIFY(vendor.start(certificate.serverOptions() + zelScenario(zelWeather())));
     app->scheme = "https";
@@ -130,7 +130,7 @@ void tst_weather_tls::certificates() {
 
 void tst_weather_tls::serverDiesWhileTheBoxIsOpen() {
     const ZelCertificate certificate = zelSelfSigned(folder.path());
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     QVERIFY(vendor.start(certificate.serverOptions()));
     app->scheme = "https";
     app->host = vendor.hostAndPort();

@@ -71,7 +71,7 @@ void tst_weather_transfer::packages() {
     const QString weather = zelWeather();
     downloads.removeRecursively();
     QVERIFY(downloads.mkpath("."));
-    ZelVendorProcess vendor;
+    ZelVendor vendor;
     const QByteArray package = vendor.addPackage("p.pkg", packageSize);
     QVERIFY(vendor.start(zelScenario(weather)));
 

@@ -1,5 +1,4 @@
 #include "app/ZelBuildStamp.h"
-#include "drive/ZelHeldServer.h"
 #include "support/ZelTestSupport.h"
 
 #include <QLabel>
@@ -46,7 +45,7 @@ void tst_window::releaseOnTheWelcomePictureTellsTheBuild() {
 void tst_window::eachPageHasItsButtons() {
     const Buttons usual{QWizard::BackButton, QWizard::NextButton};
     ZelTestWizard wizard;
-    ZelHeldServer server;
+    ZelServer server;
     wizard.offer({zelProductXml("guide.pdf", "Guide", 1, 4, server.url("guide.pdf"))});
     for (auto page : {ZelMainWindow::Welcome, ZelMainWindow::Account, ZelMainWindow::Selection}) {
         QVERIFY(wizard.walkTo(page));

@@ -205,7 +205,7 @@ private slots:
 
     // From a package's address and size to the certificate's faults and the findings.
     void probeAsksTheServer() {
-        ZelVendorProcess server;
+        ZelVendor server;
         server.addPackage("a.pkg", 9);
         zelWriteFile(server.folder() + "/packages/b.pkg", "PK34");
         QVERIFY(server.start(zelSelfSigned(directory.path()).serverOptions()));

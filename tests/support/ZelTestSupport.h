@@ -3,7 +3,7 @@
 #include "app/ZelApp.h"
 #include "drive/ZelFiles.h"
 #include "drive/ZelSandbox.h"
-#include "drive/ZelVendorProcess.h"
+#include "drive/ZelVendor.h"
 
 #include <QNetworkReply>
 #include <QProcess>

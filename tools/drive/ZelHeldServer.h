@@ -1,5 +1,0 @@
-#pragma once
-
-#include "vendorserver/ZelServer.h"
-
-using ZelHeldServer = ZelServer;

@@ -1,5 +1,0 @@
-#pragma once
-
-#include "drive/ZelVendor.h"
-
-using ZelVendorProcess = ZelVendor;
