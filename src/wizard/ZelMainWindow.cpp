@@ -8,6 +8,7 @@
 #include "wizard/ZelSelection.h"
 #include "wizard/ZelWelcome.h"
 
+#include <QAbstractButton>
 #include <QGridLayout>
 #include <QKeyEvent>
 
