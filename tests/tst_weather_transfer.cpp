@@ -108,6 +108,7 @@ void tst_weather_transfer::packages() {
         {"lost writes are told on closing", [&] { zelFailDisk("close", 1, EIO, folder); }},
         {"renaming fails", [&] { zelFailDisk("rename", 1, EIO, folder); }},
         {"renaming knows no refusal", [&] { zelFailDisk("rename", 1, EINVAL, folder); }},
+        {"nor are there links", [&] { zelFailDisk("link", 1, ENOTSUP, folder); }},
         {"the unfinished file vanishes",
          [&] { afterStart = [this](QObject*) { downloads.remove("p.pkg.zeldownload"); }; }},
         {"final name taken meanwhile",

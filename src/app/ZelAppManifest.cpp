@@ -58,8 +58,10 @@ void ZelApp::RequestManifest(const QUrl& url, const QString& userId, const QStri
     }
 
     // Nobody waits for an earlier one; it must not go on with what is accepted for this one.
-    if (const QPointer<QNetworkReply> earlier = std::exchange(manifestReply, nullptr))
+    if (const QPointer<QNetworkReply> earlier = std::exchange(manifestReply, nullptr)) {
         earlier->abort();
+        earlier->deleteLater();
+    }
 
     qDebug() << "Requesting manifest from " << url;
     QNetworkAccessManager* manager = managerForRequest();

@@ -90,9 +90,13 @@ bool ZelRenameFile(const QString& from, const QString& to) {
     if (renameat2(AT_FDCWD, source, AT_FDCWD, target, RENAME_NOREPLACE) == 0)
         return true;
 #endif
-    // Not every file system, least of all one on the network, can refuse to replace.
-    if ((errno != EINVAL && errno != ENOTSUP) || link(source, target) != 0)
+    // Not every file system, least of all one on the network, can refuse to replace, and some that
+    // cannot have no links either.
+    if (errno != EINVAL && errno != ENOTSUP)
         return false;
-    unlink(source);
-    return true;
+    if (link(source, target) == 0) {
+        unlink(source);
+        return true;
+    }
+    return !isTaken(to) && std::rename(source, target) == 0;
 }

@@ -220,6 +220,8 @@ void ZelDownload::downloadCompleted(int manifestIndex) {
         return;
     }
     currentReply = nullptr;
+    if (closed)
+        return;
     qDebug() << "Download complete!" << manifestIndex;
     productBar->reset();
     byteLabel->clear();
@@ -238,6 +240,8 @@ void ZelDownload::downloadFailed(QString reason, int manifestIndex) {
     byteLabel->clear();
     currentReply = nullptr;
     productBar->reset();
+    if (closed)
+        return;
     if (stoppedByBack) {
         stoppedByBack = false;
         return;
@@ -328,6 +332,8 @@ void ZelDownload::backDuringInstall(const QString& label) {
         goBackAfterInstall = true;
     if (held.installerFinished)
         installerFinished(held.exitCode, held.exitStatus);
+    else if (held.installerNotStarted)
+        installerError(QProcess::FailedToStart);
 }
 
 void ZelDownload::backDuringDownload(const QString& label) {

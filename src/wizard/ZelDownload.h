@@ -89,6 +89,7 @@ private:
     bool inBackDialog = false;
     // What ended while the back dialog was open, replayed when it closes.
     struct {
+        bool installerNotStarted = false;
         bool installerFinished = false;
         qint32 exitCode = 0;
         QProcess::ExitStatus exitStatus = QProcess::NormalExit;

@@ -134,6 +134,10 @@ void ZelDownload::installerError(QProcess::ProcessError error) {
     qDebug() << "Installer error " << int(error);
     if (error != QProcess::FailedToStart)
         return;
+    if (inBackDialog) {
+        held.installerNotStarted = true;
+        return;
+    }
 
     QString text = tr("Could not start installer process, skipping to next product");
     ZelManifestElement* product = nullptr;

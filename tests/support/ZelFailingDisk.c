@@ -76,5 +76,10 @@ int close(int fd) {
 
 int renameat2(int from, const char* path, int to, const char* name, unsigned flags) {
     FIND_REAL(renameat2);
-    return fails("rename", path) ? -1 : real(from, path, to, name, flags);
+    return fails("rename", path) || fails("link", path) ? -1 : real(from, path, to, name, flags);
+}
+
+int link(const char* path, const char* name) {
+    FIND_REAL(link);
+    return fails("link", path) ? -1 : real(path, name);
 }
