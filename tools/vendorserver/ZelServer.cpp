@@ -55,6 +55,7 @@ void ZelServer::close() {
 void ZelServer::reset() {
     if (!latest)
         return;
+    latest->flush();
     const linger atOnce{1, 0};
     setsockopt(int(latest->socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
     latest->abort();

@@ -260,13 +260,11 @@ void ZelVendorServer::applyWeather(const QString& path, const ZelRequest& reques
     const QJsonObject what = rule->toObject();
     answer.rule = what;
     const QJsonArray without = what["without"].toArray();
-    for (const QJsonValue& name : without)
+    for (const auto& name : without)
         answer.fields.remove(name.toString().toUtf8());
     const QJsonObject headers = what["headers"].toObject();
     for (auto it = headers.begin(); it != headers.end(); ++it)
         answer.fields[it.key().toUtf8()] = it->toString().toUtf8();
-    if (what.contains("body"))
-        answer.status = 200;
     if (what.contains("redirect")) {
         answer.status = 302;
         answer.body.clear();
@@ -274,10 +272,12 @@ void ZelVendorServer::applyWeather(const QString& path, const ZelRequest& reques
             resolved(what["redirect"].toString().toUtf8()).replace("@PATH@", request.target);
     }
     if (what.contains("body")) {
+        answer.status = what.contains("redirect") ? 302 : 200;
         answer.body.clear();
         const QJsonValue body = what["body"];
         const QJsonArray pieces = body.isArray() ? body.toArray() : QJsonArray{body};
-        for (const QJsonValue& piece : pieces) {
+        for (const auto& element : pieces) {
+            const QJsonValue piece = element;
             const QByteArray once =
                 resolved((piece.isObject() ? piece["text"] : piece).toString().toUtf8());
             const qint64 times = piece.isObject() ? piece["times"].toInteger(1) : 1;
