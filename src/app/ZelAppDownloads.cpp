@@ -46,11 +46,13 @@ void unboundRedirect(QNetworkReply* reply) {
 
 // Now and then a reply ends without an error although the server closed the connection before all
 // had come. What was announced tells; a body without a length, or an encoded one, which is
-// announced by another length than it is saved in, is measured by the manifest.
-bool isCutOff(qint64 saved, const QNetworkReply& reply, qint64 manifestSize) {
+// announced by another length than it is saved in, is measured by the manifest. More than was
+// announced comes too: behind a redirect with a long page, over the same connection, the toolkit
+// may ask once more and hand over two answers as one.
+bool isBroken(qint64 saved, const QNetworkReply& reply, qint64 manifestSize) {
     const QVariant announced = reply.header(QNetworkRequest::ContentLengthHeader);
     const bool comparable = announced.isValid() && !reply.hasRawHeader("Content-Encoding");
-    return saved < (comparable ? announced.toLongLong() : manifestSize);
+    return comparable ? saved != announced.toLongLong() : saved < manifestSize;
 }
 
 } // namespace
@@ -209,7 +211,7 @@ QString ZelApp::finishFile(QFile& file, const QNetworkReply& reply, qint64 manif
         reason = ZelNetworkError(reply.error());
     else if (file.error() != QFile::NoError)
         reason = ZelFileError(file.error());
-    else if (isCutOff(saved, reply, manifestSize))
+    else if (isBroken(saved, reply, manifestSize))
         reason = ZelNetworkError(QNetworkReply::RemoteHostClosedError);
     if (!reason.isEmpty()) {
         qDebug() << reason;
