@@ -11,8 +11,7 @@ class tst_account : public QObject {
 
 private slots:
     void startsOnTheSignUpButton();
-    void nextNeedsUserAndPassword();
-    void returnGoesOnWhenBothAreFilled();
+    void bothFieldsLeadOn();
     void entriesReachTheApplication_data();
     void entriesReachTheApplication();
     void advancedTogglesTheProxyField();
@@ -47,7 +46,9 @@ void tst_account::startsOnTheSignUpButton() {
     QVERIFY(wizard.walkTo(ZelMainWindow::Account));
     auto* signUp = wizard.find<QPushButton>("needToRegister");
     QTRY_COMPARE(QApplication::focusWidget(), signUp);
-    QTest::mouseClick(signUp, Qt::LeftButton);
+    QTest::mousePress(signUp, Qt::LeftButton);
+    QCOMPARE(wizard.browser.opened, {});
+    QTest::mouseRelease(signUp, Qt::LeftButton);
     QCOMPARE(wizard.browser.opened, {QUrl(QString("https://") + ZelBuildConfig::vendorHost +
                                           "/forum/register.php?action=signup")});
     wizard.press(QWizard::BackButton);
@@ -56,29 +57,24 @@ void tst_account::startsOnTheSignUpButton() {
     QVERIFY(QApplication::focusWidget() != signUp);
 }
 
-void tst_account::nextNeedsUserAndPassword() {
-    SignIn page;
-    page.type("proxy", "proxy.example:3128");
-    const std::tuple<const char*, const char*, bool> steps[] = {{"userName", "", false},
-                                                                {"userName", "ann", false},
-                                                                {"password", "secret", true},
-                                                                {"userName", "", false},
-                                                                {"userName", " ", true}};
-    for (const auto& [field, text, enabled] : steps) {
-        page.type(field, text);
-        QCOMPARE(page.window->button(QWizard::NextButton)->isEnabled(), enabled);
-    }
-}
-
-// The sign-up button, which has the focus at first, does not take the key for a click.
-void tst_account::returnGoesOnWhenBothAreFilled() {
+// With Next, and with Return: the sign-up button, which has the focus at first, does not take the
+// key for a click.
+void tst_account::bothFieldsLeadOn() {
     for (const char* widget : {"userName", "password", "needToRegister"}) {
         for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
             SignIn page;
-            page.type("password", "secret");
-            QTest::keyClick(page.find<QWidget>(widget), key);
-            QCOMPARE(page.page(), ZelMainWindow::Account);
-            page.type("userName", "ann");
+            page.type("proxy", "proxy.example:3128");
+            const std::tuple<const char*, const char*, bool> steps[] = {{"userName", "ann", false},
+                                                                        {"password", " ", true},
+                                                                        {"userName", "", false},
+                                                                        {"userName", " ", true}};
+            for (const auto& [field, text, enabled] : steps) {
+                page.type(field, text);
+                QCOMPARE(page.window->button(QWizard::NextButton)->isEnabled(), enabled);
+                QCOMPARE(page.page(), ZelMainWindow::Account);
+                if (!enabled)
+                    QTest::keyClick(page.find<QWidget>(widget), key);
+            }
             QTest::keyClick(page.find<QWidget>(widget), key);
             QCOMPARE(page.page(), ZelMainWindow::Selection);
             QCOMPARE(page.browser.opened, {});
@@ -93,7 +89,7 @@ void tst_account::entriesReachTheApplication_data() {
     QTest::newRow("proxy.example:0x50") << "proxy.example 0";
     QTest::newRow("proxy.example:65616") << "proxy.example 80";
     QTest::newRow("") << "earlier.example 1080";
-    QTest::newRow("proxy.example") << "earlier.example 1080";
+    QTest::newRow("proxy.example ") << "earlier.example 1080";
     QTest::newRow("http://proxy.example:3128") << "earlier.example 1080";
 }
 
@@ -107,7 +103,6 @@ void tst_account::entriesReachTheApplication() {
     page.type("userName", " Ann & Bob ");
     page.type("password", "p&ss: word");
     page.type("proxy", QTest::currentDataTag());
-    QVERIFY(page.find<QLineEdit>("password")->displayText() != "p&ss: word");
     QVERIFY(page.walkTo(ZelMainWindow::Selection));
 
     QCOMPARE(app->user, " Ann & Bob ");
@@ -126,7 +121,9 @@ void tst_account::advancedTogglesTheProxyField() {
         QCOMPARE(page.find<QLineEdit>("proxy")->isVisible(), shown);
         QCOMPARE(button->icon().pixmap(16).toImage().pixelColor(8, 8),
                  QColor(shown ? Qt::green : Qt::red));
-        QTest::mouseClick(button, Qt::LeftButton);
+        QTest::mousePress(button, Qt::LeftButton);
+        QCOMPARE(page.find<QLineEdit>("proxy")->isVisible(), shown);
+        QTest::mouseRelease(button, Qt::LeftButton);
     }
 }
 

@@ -1,11 +1,24 @@
 #include "core/ZelMachineAssay.h"
-#include "core/ZelTexts.h"
+#include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
 #include <QAccessible>
 #include <QCheckBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QTableWidget>
+#include <sys/statvfs.h>
+
+static unsigned long freeRoom = 1 << 30; // bytes
+
+// Stands in front of the C library's own: every disk has that room.
+extern "C" int statvfs(const char* path, struct statvfs* volume) noexcept {
+    *volume = {};
+    volume->f_blocks = freeRoom * 2;
+    volume->f_bavail = QByteArray(path).endsWith("/Downloads") ? freeRoom : freeRoom * 2;
+    volume->f_frsize = 1;
+    return 0;
+}
 
 class tst_selection : public QObject {
     Q_OBJECT
@@ -13,11 +26,8 @@ class tst_selection : public QObject {
 private slots:
     void showAllAddsTheHiddenProducts();
     void eachVisitAsksAnew();
-    void boxesAndExits_data();
-    void boxesAndExits();
-    void manifestIsLoggedAfterTheIssues();
-    void fullDiskKeepsThePage_data();
-    void fullDiskKeepsThePage();
+    void problemsAreToldFirst();
+    void room();
 };
 
 namespace {
@@ -31,10 +41,8 @@ const QByteArray atelier = product("Lumivex Atelier 21.0 for Maya 2016.5");
 const QByteArray guide = product("Pens & Brushes");
 const QByteArray notEligible = product("Licence Manager", 4, false);
 
-constexpr qint64 exabyte = qint64(1) << 60;
-
-// What stands in the table's place, what a screen reader says of it, the number of rows, and what
-// can be used.
+// What stands in the table's place, what a screen reader says of it, the number of rows, what can
+// be used, and the two cursors.
 QVariantList look(const ZelWizardDriver& wizard) {
     auto* table = wizard.find<QTableWidget>("products");
     const auto* label = table->viewport()->findChild<QLabel*>();
@@ -43,7 +51,9 @@ QVariantList look(const ZelWizardDriver& wizard) {
             table->rowCount(),
             table->isEnabled(),
             wizard.find<QCheckBox>("showAll")->isEnabled(),
-            wizard.window->button(QWizard::NextButton)->isEnabled()};
+            wizard.window->button(QWizard::NextButton)->isEnabled(),
+            wizard.window->currentPage()->cursor().shape() == Qt::BusyCursor,
+            !QApplication::overrideCursor()};
 }
 
 QStringList showAll(const ZelWizardDriver& wizard) {
@@ -57,8 +67,13 @@ void tst_selection::showAllAddsTheHiddenProducts() {
     ZelTestWizard wizard;
     const QString hidden = "Lumivex Atelier 21.0 for Maya 2014";
     wizard.offer({guide, product(hidden), notEligible, atelier, farmServer});
+    zelWriteFile(wizard.downloads.filePath("Lumivex FarmServer 21.0.pkg"), "xar!");
     QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
     QCOMPARE(wizard.said(), {});
+    for (int index = 0; index < 5; ++index)
+        QCOMPARE(ZelApp::instance()->manifest[index].downloaded, index == 4);
+    const auto* table = wizard.find<QTableWidget>("products");
+    QVERIFY(!table->horizontalHeader()->isVisible() && !table->verticalHeader()->isVisible());
     QStringList rows{"*Lumivex FarmServer 21.0", "*Lumivex Atelier 21.0 for Maya 2016.5",
                      "*Pens & Brushes"};
     QCOMPARE(wizard.rows(), rows);
@@ -86,12 +101,15 @@ void tst_selection::eachVisitAsksAnew() {
         server.answer(manifest.size(), manifest, "Validation: " + validation + "\r\n");
     };
     const QString text = "Asking Corvane for the product list...";
-    const QVariantList waiting{text, text, 0, false, false, false};
+    const QVariantList waiting{text, text, 0, false, false, false, true, true};
     int visit = 0;
     for (const char* late : {"", "Approved", "Error Account closed", ""}) {
         ++visit;
         QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
         QTRY_COMPARE(server.requests.size(), visit);
+        for (const char* entry : {"user\r\n", "pass\r\n", "osx\r\n"})
+            QCOMPARE(server.received.count(entry), visit);
+        QVERIFY(server.received.indexOf("user\r\n") < server.received.indexOf("pass\r\n"));
         QCOMPARE(ZelLogCapture::lines().count("Doing assay..."), visit);
         QCOMPARE(look(wizard), waiting);
         if (*late) {
@@ -101,7 +119,7 @@ void tst_selection::eachVisitAsksAnew() {
         } else {
             answer("Approved");
             QTRY_VERIFY(wizard.window->currentPage()->isComplete());
-            QCOMPARE(look(wizard), QVariantList({"", "", 3, true, true, true}));
+            QCOMPARE(look(wizard), QVariantList({"", "", 3, true, true, true, false, true}));
             QVERIFY(!wizard.find<QCheckBox>("showAll")->isChecked());
             showAll(wizard);
             wizard.press(QWizard::BackButton);
@@ -111,104 +129,56 @@ void tst_selection::eachVisitAsksAnew() {
     QCOMPARE(wizard.boxes.names(), {});
 }
 
-void tst_selection::boxesAndExits_data() {
-    QTest::addColumn<QByteArrayList>("products");
-    QTest::addColumn<QString>("event");
-    QTest::addColumn<QString>("box");
-    QTest::addColumn<int>("status");
-    const int none = ZelWizardDriver::noExit;
-    const QByteArrayList both{farmServer, atelier};
-    const QString details = "/Click on Show Details to see why";
-    QTest::newRow("one issue") << QByteArrayList{farmServer, guide} << ""
-                               << "There was an issue selecting products" + details << none;
-    QTest::newRow("several issues") << QByteArrayList{guide} << ""
-                                    << "There were issues selecting products" + details << none;
-    const QString nothing = "There were no products to download" + details;
-    QTest::newRow("one hidden") << QByteArrayList{product("Lumivex Atelier for Maya 2014")} << ""
-                                << nothing << none;
-    QTest::newRow("nothing on offer") << QByteArrayList{notEligible} << "" << nothing << 0;
-    QTest::newRow("nothing checked") << both << "uncheck"
-                                     << "There were no products to install/" << 0;
-    QTest::newRow("invalid manifest")
-        << both << "invalid"
-        << "Could not get a product list from Corvane/Account closed" << 1;
-    const QString problem = "Cannot complete the installation on this machine/Too old. Press OK to "
-                            "conitue download only or Cancel to exit this application";
-    QTest::newRow("problem, Ok") << both << "Ok" << problem << none;
-    QTest::newRow("problem, Cancel") << both << "Cancel" << problem << -1;
-}
-
-void tst_selection::boxesAndExits() {
-    QFETCH(QByteArrayList, products);
-    QFETCH(QString, event);
+// Also where nothing can be installed, products can be downloaded. A full disk keeps the page.
+void tst_selection::problemsAreToldFirst() {
     ZelTestWizard wizard;
-    ZelApp* app = ZelApp::instance();
-    wizard.offer(products);
-    if (event == "Ok")
-        wizard.boxes.answers["installProblem"] = {QMessageBox::Ok}; // else the default, Cancel
-    const auto visit = [&] {
-        wizard.walkTo(ZelMainWindow::Selection);
-        if (event == "uncheck") {
-            wizard.toggle(0);
-            wizard.toggle(1);
-            wizard.press(QWizard::NextButton);
-        } else if (event == "invalid") {
-            emit app->invalidManifestReply("Account closed");
-        } else if (!event.isEmpty()) {
-            ZelMachineAssay::Singleton()->attributes[ZelAttrInstallProblem] = "Too old.";
-            emit app->validManifestReply();
-        }
-    };
-    QTEST(ZelWizardDriver::exitStatusOf(visit, 0), "status");
-    QFETCH(QString, box);
-    QCOMPARE(wizard.said(), QStringList{box});
-    QCOMPARE(wizard.page(), ZelMainWindow::Selection);
-    QCOMPARE(app->downloadList, {});
-}
-
-void tst_selection::manifestIsLoggedAfterTheIssues() {
-    ZelTestWizard wizard;
-    wizard.offer({guide, notEligible});
-    wizard.boxes.onShow = [](QMessageBox& box) {
-        QCOMPARE(box.detailedText().count('\n'), 1);
-        QVERIFY(!ZelLogCapture::contains("Manifest:"));
-    };
+    wizard.offer({product("Lumivex Atelier for Maya 2014")});
+    QCOMPARE(ZelWizardDriver::exitStatusOf([&] { wizard.walkTo(ZelMainWindow::Selection); }, 0),
+             ZelWizardDriver::noExit); // it can be had from among the hidden ones
+    QCOMPARE(wizard.boxes.boxes[0].text, "There were no products to download");
+    QCOMPARE(wizard.boxes.boxes[0].detailedText.count('\n'), 1);
+    QCOMPARE(showAll(wizard), {"Lumivex Atelier for Maya 2014"});
+    wizard.offer({farmServer, guide});
+    wizard.press(QWizard::BackButton);
     QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
-    const QStringList lines = ZelLogCapture::lines();
-    const QString record =
-        "\"%1.pkg\" zel: %2 url: QUrl(\"http://127.0.0.1:1/none\") buildid: \"7\"";
-    QCOMPARE(lines.mid(lines.indexOf("Manifest:") + 1, 2),
-             QStringList(
-                 {record.arg("Pens & Brushes", "true"), record.arg("Licence Manager", "false")}));
-}
+    wizard.toggle(0);
 
-void tst_selection::fullDiskKeepsThePage_data() {
-    QTest::addColumn<QList<qint64>>("sizes");
-    QTest::addColumn<QString>("needed");
-    QTest::newRow("twice the sum") << QList{exabyte, exabyte} << "4294967296.000GB";
-    QTest::newRow("doubling overflows") << QList{4 * exabyte} << "8589934592.000GB";
-    QTest::newRow("adding overflows") << QList{3 * exabyte, 3 * exabyte} << "8589934592.000GB";
-}
-
-void tst_selection::fullDiskKeepsThePage() {
-    QFETCH(QList<qint64>, sizes);
-    QFETCH(QString, needed);
-    ZelTestWizard wizard;
-    QByteArrayList products{farmServer, atelier};
-    for (const qint64 size : sizes)
-        products << product(QString("Enormous %1").arg(products.size()), size);
-    wizard.offer(products);
-    QVERIFY(!wizard.walkTo(ZelMainWindow::Download));
-    const QString logged = ZelLogCapture::lines().filter("Bytes avail on").value(0);
-    const QString text = "You do not have enough free disk space to download the selected products/"
-                         "Needed %1 for selected downloads. There is %2 of available space on %3";
-    QCOMPARE(wizard.said(), {text.arg(needed, ZelHumanBytes(logged.section(' ', -1).toLongLong()),
-                                      wizard.downloads.absolutePath())});
+    ZelApp::instance()->downloadList = {7};
+    ZelMachineAssay::Singleton()->attributes[ZelAttrInstallProblem] = "Too old.";
+    wizard.boxes.answers["installProblem"] = {QMessageBox::Ok};
+    emit ZelApp::instance()->validManifestReply();
+    QCOMPARE(wizard.boxes.names(), QStringList({"selectionIssues", "selectionIssues",
+                                                "installProblem", "selectionIssues"}));
     QCOMPARE(ZelApp::instance()->downloadList, {});
+    QCOMPARE(wizard.rows(), QStringList({"*Lumivex FarmServer 21.0", "*Pens & Brushes"}));
+    QVERIFY(wizard.window->currentPage()->isComplete());
+}
 
-    for (int row = 2; row < products.size(); ++row)
-        wizard.toggle(row);
-    QVERIFY(wizard.walkTo(ZelMainWindow::Download));
+// From the sizes of the products and the bytes that are free to the bytes that are said to be
+// needed.
+void tst_selection::room() {
+    const auto run = [](const QStringList& in) {
+        ZelTestWizard wizard;
+        QByteArrayList products;
+        for (const QString& size : in[0].split(' '))
+            products << product("Pens " + size, size.toLongLong());
+        wizard.offer(products);
+        freeRoom = in[1].toULong();
+        if (wizard.walkTo(ZelMainWindow::Download))
+            return QString("enough");
+        const QString text = wizard.boxes.boxes.last().informativeText;
+        wizard.toggle(0);
+        if (!wizard.walkTo(ZelMainWindow::Download))
+            return QString("still not enough");
+        return text.section(' ', 1, 1) + ' ' + text.section(' ', 7, 7) +
+               (text.endsWith(" on " + wizard.downloads.absolutePath()) ? "" : text);
+    };
+    zelCheckTable(R"(4 100 500 | 1208 => enough
+        4 100 500 | 1207 => 1.180KB 1.179KB
+        1152921504606846976 1 | 1000000 => 2147483648.000GB 976.563KB
+        4611686018427387904 1 | 1000000 => 8589934592.000GB 976.563KB
+        3458764513820540928 1 | 1000000 => 6442450944.000GB 976.563KB)",
+                  run);
 }
 
 ZEL_TEST_MAIN(tst_selection)

@@ -5,7 +5,7 @@
 #include <QElapsedTimer>
 #include <csignal>
 
-// Programs of the machine that do not behave: the renderer, the profiler, the package installer.
+// Programs of the machine that do not behave: the renderer and the profiler.
 class tst_weather_programs : public QObject {
     Q_OBJECT
 
@@ -23,7 +23,6 @@ private slots:
     void renderers();
     void profilers_data() { zelWeatherRows("System profile"); }
     void profilers();
-    void installerFloods();
 };
 
 QString tst_weather_programs::find() {
@@ -96,18 +95,6 @@ void tst_weather_programs::profilers() {
     QFile file(assay.profilerPath + ".pid");
     const int pid = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toInt() : 0;
     QTRY_VERIFY(!pid || kill(pid, 0) != 0); // what it goes on to print would fill the memory
-}
-
-void tst_weather_programs::installerFloods() {
-    ZelTestWizard wizard;
-    wizard.offerOnDisk({"first.pkg"});
-    QVERIFY(wizard.startQueue());
-    wizard.tellInstaller("/usr/bin/head -c 20000000 /dev/zero | /usr/bin/tr '\\0' x; exit 0");
-    QTRY_COMPARE_WITH_TIMEOUT(wizard.page(), ZelMainWindow::Finished, 30000);
-    qsizetype logged = 0;
-    for (const QString& line : ZelLogCapture::lines().filter("installer stdout:"))
-        logged += line.count('x');
-    QCOMPARE(logged, 20'000'000);
 }
 
 ZEL_TEST_MAIN(tst_weather_programs)

@@ -60,7 +60,7 @@ void StateWalker::scene(const QString& name, const std::function<void()>& play) 
             onState("box, " + current + ", details", box);
         }
     };
-    ZelSandbox::exitStatusOf(
+    const int status = ZelSandbox::exitStatusOf(
         [&] {
             app->Start();
             wizard.window.reset(app->wizard);
@@ -71,6 +71,8 @@ void StateWalker::scene(const QString& name, const std::function<void()>& play) 
             play();
         },
         0);
+    if (status != ZelSandbox::noExit && onExit)
+        onExit(name, status);
 }
 
 void StateWalker::pagesBeforeDownload() {

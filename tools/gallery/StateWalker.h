@@ -13,6 +13,8 @@ public:
 
     // What every window is asked to be before it is looked at; empty for as it comes.
     QSize wantedSize;
+    // Called, if set, after each scene that ended the program, with its exit status.
+    std::function<void(const QString& scene, int status)> onExit;
 
     // Goes through all states; `problems` then names those that were not reached.
     void walk();
