@@ -1,4 +1,5 @@
 #include "core/ZelMachineAssay.h"
+#include "core/ZelRendererBanner.h"
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
@@ -21,15 +22,22 @@ static QString profile(const QStringList& in) {
     assay.profilerPath = folder.filePath("profiler");
     if (!in[0].isEmpty())
         zelWriteFile(assay.profilerPath, program.toUtf8(), true);
-    const ZelLogCapture log;
+    assay.attributes[ZelAttrPhysicalMemory] = "1";
+    const ZelLogCapture first;
     assay.DoAssay();
+    const ZelLogCapture log;
     assay.DoAssay(); // starts from nothing
     int memory = -1;
-    assay.FindMachineProperty(ZelAttrPhysicalMemory, memory);
-    QStringList result{QString::number(memory), assay.attributes[ZelAttrPlatform]};
+    QStringList result{assay.FindMachineProperty(ZelAttrPhysicalMemory, memory) ? "ram" : "none"};
+    result << QString::number(memory) << assay.attributes[ZelAttrPlatform];
     for (const ZelProductHash& product : std::as_const(assay.products))
         result << product["ProductName"] + product["Version"];
-    return (result << log.lines().last().left(8)).join(' ');
+    for (const QString& line : log.lines().mid(1))
+        result << line.left(line.indexOf(" QHash"));
+    return result.join(' ')
+        .replace("Got system profile", "GOT")
+        .replace("Failed to parse system_profiler output Couldn't read system_profiler output",
+                 "FAILED");
 }
 
 // What is found of an install whose files are all this one program, or the last line of the log.
@@ -39,17 +47,19 @@ static QString install(QStringList in) {
     in[1].replace("BUNDLE", "plug-ins/Lumivex_for_Maya.bundle");
     in[2].replace("B ", "echo Corvane Radiant Lumivex ");
     for (const QString& file : in[1].split(' '))
-        zelWriteFile(folder.filePath(in[0] + '/' + file),
+        zelWriteFile(folder.filePath("2016/" + in[0] + '/' + file),
                      "#!/bin/sh\n[ \"$*\" = -version ] && " + in[2].toUtf8() + '\n', true);
     const ZelLogCapture log;
     ZelMachineAssay assay;
-    assay.possibleLocations = {folder.filePath("absent"), folder.path()};
+    assay.possibleLocations = {folder.filePath("absent"), folder.filePath("2016")};
     assay.findCorvaneProducts();
     if (assay.products.isEmpty())
-        return log.lines().last().replace(folder.path() + '/', "").replace(folder.path(), "HERE");
-    const ZelProductHash& p = assay.products[0];
+        return log.lines().last().replace(folder.path() + "/2016", "HERE");
+    if (!log.lines().last().startsWith("Found QHash("))
+        return "not logged";
+    ZelProductHash& p = assay.products[0];
     const QStringList found{p["ProductName"], p["Version"], p["BuildId"], p["MayaVersion"]};
-    return p["Location"] == folder.filePath(in[0]) ? found.join(' ').trimmed() : p["Location"];
+    return found.join(' ').trimmed() + p["Location"].remove(folder.filePath("2016/" + in[0]));
 }
 
 class tst_assay : public QObject {
@@ -58,31 +68,38 @@ class tst_assay : public QObject {
 private slots:
     void profiles() {
         zelCheckTable(R"(
-            cat doc | physical_memory=16 GB;_name=maya_2016.5 CORE => 16 osx Maya2016.5 Got syst
-            head -c 150 doc; sleep .1; tail -c +151 doc | _name=Maya 1 Core => -1 osx Maya1 Got syst
-            cat doc | physical_memory=8192 MB;_name=Maya 2014;_name=Core 2014 => -1 osx Got syst
-            cat doc | _name=Core Maya 2013;_name=Maya 2013 core => -1 osx Maya2013 Maya2013 Got syst
-            cat doc | _name</key><date/><string>Maya 1 Core</string><key>x=9.5 GB => -1 osx Got syst
-            head -c 240 doc | physical_memory=8 gb;x=y;x=y => 8 osx Couldn't
-            true | => -1 osx Couldn't
-             | => -1 osx Couldn't)",
+            cat doc | physical_memory=16 GB;_name=maya_2016.5 CORE => ram 16 osx Maya2016.5 GOT
+            cat doc; echo x >&2 | physical_memory=010 GB GB;_name=Maya-2 Core => ram 10 osx Maya-2 GOT
+            head -c 150 doc; sleep .1; tail -c +151 doc | _name=Maya 1 Core => none -1 osx Maya1 GOT
+            cat doc | physical_memory=8192 MB;_name=Maya 2014;_name=Core 2014 => none -1 osx GOT
+            cat doc | _name=Core Maya 2013;_name=Maya 2012 core => none -1 osx Maya2013 Maya2012 GOT
+            cat doc | _name</key><date/><string>Maya 1 Core</string><key>name=Maya 1 Core => none -1 osx GOT
+            cat doc | x=_name</string><string>Maya 1 Core => none -1 osx GOT
+            cat doc | physical_memory=16.5 GB;physical_memory_x=8 GB;x=9 GB => none -1 osx GOT
+            head -c 240 doc | physical_memory=8 gb;x=y;x=y => ram 8 osx FAILED
+            true | => none -1 osx FAILED
+             | => none -1 osx FAILED)",
                       profile);
     }
 
     void installs() {
         zelCheckTable(R"(
-            x lumivex-Server | server | B 21.0 @137 >&2 => Lumivex FarmServer 21.0 21.0 137
+            x lumivex-Server | server | sleep 3; B 21.0 @137 >&2 => Lumivex FarmServer 21.0 21.0 137
+            LumiVex server | server | B 19.0 @5 >&2 => Lumivex FarmServer 19.0 19.0 5
             LFS | server | echo a@b @12 @3 >&2; B 99.05-b >&2 => Lumivex FarmServer 99.0 99.0 12
             LFS | server | B 21.0 @5 => no build id in output ""
             LFS | server | printf 'B\0@5' >&2 => no build id in output "B"
             LFS | server | B 9.5 @5 >&2 => no version in output "Corvane Radiant Lumivex 9.5 @5\n"
-            LFS | server | B 21.0 @9999999999 >&2 => getting version info from "LFS/bin/lxrender"
-            LFS | server | B 18.9 @5 >&2 => getting version info from "LFS/bin/lxrender"
-            LFS | none | true => getBuildId given non-existing path "LFS/bin/lxrender"
-            LFS | server/folder | true => Wait failed on process  "LFS/bin/lxrender"
+            LFS | server | echo Radiant Lumivex 20.0 @5 >&2 => no version in output "Radiant Lumivex 20.0 @5\n"
+            LFS | server | B 21.0 @9999999999 >&2 => getting version info from "HERE/LFS/bin/lxrender"
+            LFS | server | B 18.9 @5 >&2 => getting version info from "HERE/LFS/bin/lxrender"
+            LFS | none | true => getBuildId given non-existing path "HERE/LFS/bin/lxrender"
+            LFS | server/folder | true => Wait failed on process  "HERE/LFS/bin/lxrender"
             LAT2016.5 | tools | B 21.0 @5 >&2 => Lumivex Atelier 21.0 for Maya 2016.5 21.0 5 2016.5
-            LAT | none | true => Not LAT for Maya, no "LAT/plug-ins/Lumivex_for_Maya.bundle"
-            LAT2010 | BUNDLE/x | true => No maya verion in LAT path "LAT2010/lumitree/bin/lxrender"
+            lumiVex_atelier-2019 | tools | B 21.0 @5 >&2 => Lumivex Atelier 21.0 for Maya 2019 21.0 5 2019
+            LumivexAtelier2010-2011 | tools | B 21.0 @5 >&2 => Lumivex Atelier 21.0 for Maya 2011 21.0 5 2011
+            LAT | none | true => Not LAT for Maya, no "HERE/LAT/plug-ins/Lumivex_for_Maya.bundle"
+            LAT2010 2022 | BUNDLE/x | true => No maya verion in LAT path "HERE/LAT2010 2022/lumitree/bin/lxrender"
             lumivex LAT2016 server | server | B 21.0 @5 >&2 => Lumivex FarmServer 21.0 21.0 5
             Lumi Server | server | B 21.0 @5 >&2 => Looking for corvane products in "HERE")",
                       install);
@@ -91,7 +108,7 @@ private slots:
     void queries() {
         ZelMachineAssay assay;
         const QString products = "Maya:2015 Maya:odd Maya:2016.5 MayaLT:2017 Maya:2016 F:21.0:99 "
-                                 "F:21.0:0100 F:21.0:100 F:19.0:5000 F:20.0:0 F:20.0:many";
+                                 "F:21.0:0100 F:21.0:100 F:19.0:5000 F:20.0:0 F:20.0:many f:9:9000";
         for (const QString& product : products.split(' '))
             assay.products << ZelProductHash{{"ProductName", product.section(':', 0, 0)},
                                              {"Version", product.section(':', 1, 1)},
@@ -107,8 +124,13 @@ private slots:
             const bool found = assay.FindHighestBuildOfProduct(in[0], in[1], product);
             return product["BuildId"] + (found ? " found" : "");
         };
-        zelCheckTable("^F | 21.0 => 0100 found \n F | => 5000 found \n F | 20.0 => unchanged",
+        zelCheckTable("^F | 21.0 => 0100 found \n F | => 5000 found \n F | 20.0 => unchanged \n F "
+                      "| 2 => unchanged",
                       highest);
+        int number = 0;
+        QString suffix;
+        const QString banner = "Corvane Radiant Lumivex 21.0b2 @1379633 @5";
+        QVERIFY(!ZelReadRendererBanner(banner, number, number, number, suffix) && suffix == "b2");
     }
 
     void environment() {
@@ -119,23 +141,31 @@ private slots:
         const ZelLogCapture log;
         QCOMPARE(ZelMachineAssay().possibleLocations,
                  QStringList({"/Applications/Corvane", folder.path()}));
-        QCOMPARE(log.lines()[0], "found LUMITREE set at  \"" + parent + "/lumi-21/\"");
+        QCOMPARE(log.lines(), QStringList({"found LUMITREE set at  \"" + parent + "/lumi-21/\"",
+                                           "found LATTREE set at  \"" + parent + "/atelier\""}));
         const auto locations = [](const QStringList& in) {
             const ZelEnvironment lumi("LUMITREE", in[0].toUtf8());
             const ZelEnvironment lat("LATTREE", in[1].toUtf8());
             return ZelMachineAssay().possibleLocations.mid(1).join(' ');
         };
         zelCheckTable("/absent/lumi | => \n / | /.. => \n /x | //usr/../../x/ => / \n "
-                      "/../usr/x | /usr//y => /usr",
+                      "/../usr/x | /usr//y => /usr \n /usr/bin | /var/größe => /usr /var",
                       locations);
 
         const QString tool = zelWriteFile(folder.filePath("b/tool"), "");
         const ZelEnvironment path("PATH", parent + "/absent::" + parent + ":" + parent + "/b");
         QString found;
         QVERIFY(!ZelMachineAssay::FindExecutable("absent", found));
+        QVERIFY(!ZelMachineAssay::FindExecutable("", found));
         QVERIFY(ZelMachineAssay::FindExecutable("tool", found) && found == tool);
+        bool isSet = true;
+        ZelMachineAssay::GetEnv("ZEL_NOT_SET", found, nullptr, &isSet);
+        QVERIFY(!isSet && found == tool);
         ZelMachineAssay::GetEnv("ZEL_NOT_SET", found, "default", nullptr);
         QCOMPARE(found, QString("default"));
+        const ZelEnvironment empty("ZEL_EMPTY", "");
+        ZelMachineAssay::GetEnv("ZEL_EMPTY", found, "default", &isSet);
+        QVERIFY(isSet && found.isEmpty());
     }
 
     void disk() {
@@ -146,12 +176,11 @@ private slots:
         const ZelMachineAssay assay;
         const std::filesystem::path path = odd.path().toStdU16String();
         QTRY_COMPARE(assay.GetAvailableDisk(odd), std::filesystem::space(path).available);
+        QVERIFY(log.contains("Bytes avail on \"" + odd.path() + "\" "));
         QCOMPARE(assay.GetAvailableDisk(QDir(folder.filePath("absent"))), 0);
         QVERIFY(log.lines().last().startsWith("statfs failed on "));
-        for (const QString home : {"/", "/Users/jörg"}) {
-            const ZelEnvironment guard("HOME", home.toUtf8());
-            QCOMPARE(assay.GetUserDownloadPath(), home + "/Downloads");
-        }
+        const ZelEnvironment home("HOME", "/Users/jörg");
+        QCOMPARE(assay.GetUserDownloadPath(), "/Users/jörg/Downloads");
     }
 };
 

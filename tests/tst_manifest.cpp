@@ -14,7 +14,8 @@ static QString readInto(QList<ZelManifestElement>& list, const QString& xml) {
         result += "; " + texts.join('|') + '|' + QString::number(e.FileSize) +
                   (e.EligibleCommunityDownload ? "|yes" : "");
     }
-    return QString(result + (handler.successUrl ? "; done" : "")).replace('\n', "\\n");
+    return QString(result + (handler.successUrl ? "; done: " + handler.successUrl->path() : ""))
+        .replace('\n', "\\n");
 }
 
 class tst_manifest : public QObject {
@@ -33,33 +34,32 @@ private slots:
             <P/><Name>a</Name><ProductInfo><Name>b</Nam => failed; a||||0; b||||0
             <a><ProductInfo x="y"/><Name lang="en">a</Name></a></M> => ok; a||||0
             <P/><FileSize>-5</FileSize></M> => ok; ||||-5
-            <P/><v:BuildID xmlns:v="urn:v">7</v:BuildID></M> => ok; ||7||0
-            <P/><SimpleName>A</SimpleName><P/><SimpleName>B</SimpleName></M> => ok; |A|||0; |B|||0
-            <P/><DownloadURL>http://h/p</DownloadURL></M> => ok; |||http://h/p|0
+            <P/><v:BuildID xmlns:v="urn:v">07 b</v:BuildID></M> => ok; ||07 b||0
+            <P/><SimpleName>A</SimpleName><SimpleName>C</SimpleName><P/><SimpleName>B</SimpleName></M> => ok; |C|||0; |B|||0
+            <P/><DownloadURL>http://h/p%</DownloadURL></M> => ok; |||http://h/p%25|0
             <P/><FileSize>9000000000000</FileSize></M> => ok; ||||9000000000000
-            <P/><FileSize>12abc</FileSize></M> => ok; ||||0
-            <P/><E>true</E><P/><E>True</E><P/><E> true</E></M> => ok; ||||0|yes; ||||0; ||||0
+            <P/><FileSize>12abc</FileSize><P/><FileSize>0x10</FileSize></M> => ok; ||||0; ||||0
+            <P/><E>true</E><P/><E>True</E><P/><E> true</E><P/><E>true </E><P/><E>1</E></M> => ok; ||||0|yes; ||||0; ||||0; ||||0; ||||0
             <P/><Name></Name>\n  <BuildID>7</BuildID></M> => ok; \n  ||7||0
             <P/><Name>a</Name><name>b</name>c<Name><B>d</B></Name></M> => ok; a||||0
             <P/><Name>a</Name><Name>a&amp;b<![CDATA[c]]></Name></M> => ok; a&b||||0
             <U>x</U><P/></M> => ok; ||||0
-            <P/><U>x</U> => failed; ||||0; done)",
+            <P/><U>x</U><U>y</U> => failed; ||||0; done: y)",
                       run);
     }
 
     void oneListForSeveral() {
-        const ZelLogCapture log;
         QList<ZelManifestElement> list;
+        QTest::ignoreMessage(QtDebugMsg, "Unexpected empty manifest cdata found");
         readInto(list, "<M><Name>a</Name></M>");
-        QCOMPARE(log.lines()[0], QString("Unexpected empty manifest cdata found"));
+        QTest::ignoreMessage(QtWarningMsg, "Fatal error on line 2 , column 13 : \"tag mismatch\" ");
         readInto(list, "<M><ProductInfo/>\n  <Name>a</M>");
-        QCOMPARE(log.lines().last(),
-                 QString("Fatal error on line 2 , column 13 : \"tag mismatch\" "));
         // The time that a prefix takes must not grow with their number.
         QString prefixes;
         for (int i = 0; i < 5000; ++i)
             prefixes += QString(" xmlns:p%1='u'").arg(i);
-        const QString uses = QString("<a xmlns='v'/>").repeated(5000);
+        const QString uses = QString("<a xmlns='v'/>").repeated(5000) +
+                             QString("<a>").repeated(99) + QString("</a>").repeated(99);
         QElapsedTimer time;
         time.start();
         QCOMPARE(readInto(list, "<M" + prefixes + "><p1:ProductInfo/>" + uses + "</M>"),
@@ -74,17 +74,17 @@ private slots:
             QList<ZelManifestElement> list;
             ZelManifestHandler handler(list);
             const bool read = handler.read(("<!DOCTYPE M " + type + "><a:M/>").toUtf8());
-            return read ? QString("read") : handler.problem.section(' ', 5, 7);
+            return read ? QString("read") : handler.problem;
         };
         zelCheckTable(R"( => read
             [ ] => read
             PUBLIC 'a' '[<' [] => read
-            [<!ELEMENT M (( => manifest declares nothing
-            SYSTEM 'x' [%a;] => manifest declares nothing
-            [<!ENTITY % p "<!ELEMENT a ">%p;(( => manifest declares nothing
-            ><!DOCTYPE M [<!ENTITY a "">] => manifest declares nothing
-            []<!ELEMENT M (( => occurred while parsing
-            [><!ELEMENT M (( => occurred while parsing)",
+            [<!ELEMENT M (( => line 1, column 14: a manifest declares nothing in its document type
+            SYSTEM 'x' [%a;] => line 1, column 25: a manifest declares nothing in its document type
+            [<!ENTITY % p "<!ELEMENT a ">%p;(( => line 1, column 14: a manifest declares nothing in its document type
+            ><!DOCTYPE M [<!ENTITY a "">] => line 1, column 27: a manifest declares nothing in its document type
+            []<!ELEMENT M (( => line 1, column 15: error occurred while parsing document type definition
+            [><!ELEMENT M (( => line 1, column 14: error occurred while parsing document type definition)",
                       run);
     }
 
@@ -98,35 +98,23 @@ private slots:
             float number = -1;
             int build = -1;
             element.GetBuildId(build);
-            const bool failed = element.GetVersion(text) && element.GetVersion(number);
-            return QString("%1 %2").arg(text).arg(build) + (failed ? " failed" : "") +
-                   (element.GetIsFarmServer() ? " server" : "") +
+            const bool failed = element.GetVersion(text) || element.GetVersion(number);
+            return QString("%1 %2 %3").arg(text).arg(number).arg(build) +
+                   (failed ? " failed" : "") + (element.GetIsFarmServer() ? " server" : "") +
                    (element.GetIsLATForMaya() ? " maya" : "");
         };
         const ZelLogCapture log;
-        zelCheckTable(R"(Lumivex Atelier 18.0 for Maya 2014 | FarmServer-21.0 => 18.0 0 maya
-             | Lumivex FarmServer 19.0.1.pkg => 19.0 0 server
-            Lumivex Atelier 4.0 for Maya 2014.5 | 1296001 => 14.5 1296001 maya
-            Atelier 21.0 for Maya | Lumivex => 21.0 0
-            Lumivex 21.0 for Maya | Atelier => 21.0 0
-            LUMIVEX ATELIER 21.0 FOR MAYA | Maya => 21.0 0
-            Lumivex farmserver 09.5 | FarmServer 21.0 => none 0 failed)",
+        zelCheckTable(R"(Lumivex Atelier 18.0 for Maya 2014 | FarmServer-21.0 => 18.0 18 0 maya
+             | Lumivex FarmServer 19.0.1.pkg => 19.0 19 0 server
+            Lumivex Atelier 4.0 for Maya 2014.5 | 1296001 => 14.5 14.5 1296001 maya
+            Maya Atelier 21.125 Lumivex 22.0 | 0100 => 21.125 21.125 100 maya
+            Atelier 21.0 for Maya, lumivex | Lumivex => 21.0 21 0
+            Lumivex 21.0 for Maya, atelier | Atelier => 21.0 21 0
+            Lumivex Atelier 21.0 for maya | Maya => 21.0 21 0
+            Lumivex farmserver 09.5 | FarmServer 21.0 => none -1 0 failed)",
                       run);
         QCOMPARE(log.lines().last(),
                  QString("Product with no version \"Lumivex farmserver 09.5\""));
-    }
-
-    void findsTheLastVersion() {
-        const auto run = [](const QStringList& in) {
-            QList<ZelManifestElement> list;
-            for (const QString& label : in)
-                list.emplace_back().Name = label;
-            QRegExp pattern("FarmServer");
-            return QString::number(ZelManifestElement::FindHighestVersionOfProduct(list, pattern));
-        };
-        zelCheckTable(R"(Lumivex Atelier 21.0 | FarmServer 9.0 => -1
-            FarmServer 19.0 | FarmServer 18.5 | FarmServer | Other 20.0 => 1)",
-                      run);
     }
 };
 

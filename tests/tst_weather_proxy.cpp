@@ -58,12 +58,8 @@ void tst_weather_proxy::proxies() {
         QStringList{"--weather", zelWriteFile(folder.filePath("closing"), closing.toUtf8())} +
         (tls ? zelSelfSigned(folder.path()).serverOptions() : QStringList())));
 
-    struct Breaking {
-        QByteArray answer;
-        qint64 limit;
-        bool resets;
-    };
-    static const QHash<QString, Breaking> breaking{
+    // How the proxy breaks its tunnels: what it answers, or after how many bytes, and by a reset.
+    static const QHash<QString, std::tuple<QByteArray, qint64, bool>> breaking{
         {"HTTPS, it closes when asked for a tunnel", {"", 0, false}},
         {"HTTPS, it resets when asked for a tunnel", {"", 0, true}},
         {"HTTPS, it breaks off its first line", {"HTTP/1.1 2", 0, false}},
@@ -74,8 +70,9 @@ void tst_weather_proxy::proxies() {
         {"HTTPS, the server closes after the package",
          {{}, std::numeric_limits<qint64>::max(), false}}};
     std::unique_ptr<ZelTunnelProxy> tunnel;
-    if (const auto how = breaking.constFind(zelWeather()); how != breaking.cend())
-        tunnel = std::make_unique<ZelTunnelProxy>(how->answer, how->limit, how->resets);
+    if (breaking.contains(zelWeather()))
+        tunnel = std::apply([](auto... how) { return std::make_unique<ZelTunnelProxy>(how...); },
+                            breaking[zelWeather()]);
 
     const quint16 port = tunnel ? tunnel->port : zelFreePort();
     const QString log = folder.filePath("log");
