@@ -200,6 +200,8 @@ void ZelDownload::requestNextDownloadSoon() {
 }
 
 void ZelDownload::downloadProgress(qint64 bytesReceived, qint64 bytesTotal) {
+    if (!currentReply)
+        return; // the toolkit's last word on a transfer that failed while its data were saved
     // A total that is not known comes as -1 and moves the bar backwards; an empty package has none.
     const float ratio = bytesTotal == 0 ? 0.0f : float(bytesReceived) / float(bytesTotal);
     const int half = share / 2; // in whole numbers; the other half is the installation's
