@@ -144,14 +144,15 @@ void tst_download::progress() {
                                   Q_ARG(qint64, in[0].toLongLong()),
                                   Q_ARG(qint64, in[1].toLongLong()));
         return QString("%1 %2 %3")
-            .arg(wizard.find<QProgressBar>("overallProgress")->value())
-            .arg(wizard.find<QLabel>("byteCount")->text())
-            .arg(bar->maximum());
+                   .arg(wizard.find<QProgressBar>("overallProgress")->value())
+                   .arg(wizard.find<QLabel>("byteCount")->text())
+                   .arg(bar->maximum()) +
+               (bar->isTextVisible() ? "" : " without words");
     };
     zelCheckTable(R"(1000 | 2000 => 416 1000b/1.953KB 2000
         2000 | 2000 => 499 1.953KB/1.953KB 2000
-        1 | -1 => 167 1b/-1b -1
-        0 | 0 => 333 0b/0b 0
+        1 | -1 => 167 1b/-1b -1 without words
+        0 | 0 => 333 0b/0b 0 without words
         4294968296 | 8589936592 => 416 4.000GB/8.000GB 2000
         1500 | 2000 => 457 1.465KB/1.953KB 2000)",
                   run);

@@ -63,6 +63,7 @@ void tst_window::everyPage() {
         Finished => finishedWatermark.png finishedBanner.png finish)",
                   walk);
     QCOMPARE(wizard.boxes.names(), {"selectionIssues"});
+    QCOMPARE(wizard.find<QProgressBar>("overallProgress")->value(), 1000);
 
     // Whoever could come back from there would begin anew.
     wizard.window->back();
