@@ -1,143 +1,233 @@
 #include "core/ZelTexts.h"
-#include "support/ZelTestSupport.h"
+#include "support/ZelFailingDisk.h"
+#include "support/ZelWeather.h"
+#include "wizard/ZelMainWindow.h"
 
-enum Product { Big, Empty, Missing, Cut, Small };
+#include <QNetworkAccessManager>
+#include <cerrno>
 
 class tst_transfer : public QObject {
     Q_OBJECT
 
+    static constexpr int packageSize = 2'000'000;
+
     ZelApp* app = ZelApp::instance();
-    ZelVendor vendor;
-    ZelServer cutting;
-    QHash<QString, QByteArray> packages;
-    QStringList outcomes; // the two signals, as they came
     QDir downloads = *app->GetDownloadDir();
 
-    QString path(const QString& name) const { return downloads.filePath(name); }
-    QString files() const { return downloads.entryList(QDir::Files).join(' '); }
-    bool holds(const QString& name, const QByteArray& contents) const {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) && file.readAll() == contents;
+    // What lies in the download folder. A file with a final name counts as the package only when it
+    // is that, byte for byte.
+    QString files(const QByteArray& package) const {
+        QStringList seen;
+        for (const QFileInfo& info : downloads.entryInfoList(QDir::Files, QDir::Name)) {
+            seen << info.fileName();
+            QFile file(info.filePath());
+            if (info.suffix() == "zeldownload")
+                continue;
+            if (info.size() != package.size())
+                seen.last() += QString(", %1 bytes").arg(info.size());
+            else if (!file.open(QIODevice::ReadOnly) || file.readAll() != package)
+                seen.last() += " (broken)";
+        }
+        return seen.isEmpty() ? "nothing" : seen.join("; ");
     }
 
-private slots:
-    void initTestCase() {
-        packages["big.pkg"] = vendor.addPackage("big.pkg", 5 * 1024 * 1024 + 1);
-        packages["small.pkg"] = vendor.addPackage("small.pkg", 10000);
-        vendor.addPackage("empty.pkg", 0);
-        QVERIFY(vendor.start());
-        cutting.setAnswer("200 OK", "first bytes", 1000);
-        connect(app, qOverload<int>(&ZelApp::finishedDownload), this,
-                [this](int index) { outcomes << QString::number(index); });
-        connect(app, &ZelApp::failedDownload, this, [this](const QString& reason, int index) {
-            outcomes << QString::number(index) + ' ' + reason;
+    // Works through the download list; the user answers with `answers` when a transfer fails.
+    // `afterStart` runs while the first transfer is on its way, and may press Back.
+    static int walk(ZelBoxDriver& user, const QList<QMessageBox::StandardButton>& answers,
+                    const std::function<void(QObject* page)>& afterStart) {
+        user.boxes.clear();
+        user.answers = {{"downloadFailed", answers}, {"backDuringDownload", {QMessageBox::Ok}}};
+        ZelMainWindow window;
+        window.setStartId(ZelMainWindow::Download);
+        connect(&window, &QWizard::currentIdChanged, &window, [](int page) {
+            if (page > ZelMainWindow::Download)
+                zelStop();
+        });
+        return zelRun([&] {
+            window.restart();
+            afterStart(window.page(ZelMainWindow::Download));
         });
     }
 
-    void init() {
-        outcomes.clear();
+    // Waits until the server has fallen silent after so many bytes, then presses Back.
+    static void goBackAfter(qint64 bytes, QObject* page) {
+        ZelApp* app = ZelApp::instance();
+        const auto* reply = app->getNetworkManager()->findChild<QNetworkReply*>();
+        const auto isSilent = [=] {
+            return reply->hasRawHeader("Content-Length") && app->manifest[0].file->pos() == bytes;
+        };
+        if (QTest::qWaitFor(isSilent) && reply->isRunning()) {
+            QMetaObject::invokeMethod(page, "back", Q_ARG(bool, false));
+            zelStop();
+        }
+    }
+
+    // Four products, of which the server lacks the second.
+    void offerFour(ZelVendor& vendor) {
         downloads.removeRecursively();
         QVERIFY(downloads.mkpath("."));
+        vendor.addPackage("big.pkg", packageSize);
+        vendor.addPackage("empty.pkg", 0);
+        vendor.addPackage("small.pkg", 5000);
+        QVERIFY(vendor.start());
         app->manifest.clear();
-        for (const char* name : {"big.pkg", "empty.pkg", "missing.pkg", "cut.pkg", "small.pkg"}) {
+        for (const char* name : {"big.pkg", "missing.pkg", "empty.pkg", "small.pkg"}) {
             app->manifest.emplace_back().Name = name;
             app->manifest.last().DownloadURL = vendor.packageUrl(name);
         }
-        app->manifest[Cut].DownloadURL = QUrl(cutting.url());
     }
 
+private slots:
     // The next transfer starts inside the slot that hears of the last one's end.
     void oneAfterAnother() {
+        ZelVendor vendor;
+        offerFour(vendor);
         QObject page;
-        const auto next = [this](int index) { app->DownloadProduct(index + 1); };
-        connect(app, qOverload<int>(&ZelApp::finishedDownload), &page, next);
-        connect(app, &ZelApp::failedDownload, &page, [next](const QString&, int i) { next(i); });
-        QVERIFY(app->DownloadProduct(Big));
-        const QSharedPointer<QFile> shared = QList(app->manifest)[Big].file;
-        QTRY_COMPARE(outcomes.size(), 5);
-        QCOMPARE(outcomes,
-                 QStringList({"0", "1", "2 " + ZelNetworkError(QNetworkReply::ContentNotFoundError),
-                              "3 " + ZelNetworkError(QNetworkReply::RemoteHostClosedError), "4"}));
-        QCOMPARE(files(), QString("big.pkg cut.pkg.zeldownload empty.pkg missing.pkg.zeldownload "
-                                  "small.pkg"));
-        QVERIFY(holds("big.pkg", packages["big.pkg"]) && holds("small.pkg", packages["small.pkg"]));
-        QVERIFY(holds("empty.pkg", "") && holds("cut.pkg.zeldownload", "first bytes"));
-        QCOMPARE(app->manifest[Big].file, shared);
-        QCOMPARE(shared->fileName(), path("big.pkg"));
-        QVERIFY(!app->manifest[Big].downloaded && !shared->isOpen());
-        QVERIFY(!app->manifest[Missing].file && !app->manifest[Cut].file);
-    }
-
-    void refused() {
+        QStringList outcomes;
+        connect(app, qOverload<int>(&ZelApp::finishedDownload), &page, [&](int index) {
+            outcomes << QString::number(index);
+            app->DownloadProduct(index + 1);
+        });
+        connect(app, &ZelApp::failedDownload, &page, [&](const QString& reason, int index) {
+            outcomes << QString::number(index) + ' ' + reason;
+            app->DownloadProduct(index + 1);
+        });
         const ZelLogCapture log;
         app->downloadReadyRead(); // with no transfer
-        app->manifest[Small].downloaded = true;
-        for (int index : {-1, 5, int(Small)})
+        app->manifest[1].downloaded = true;
+        for (int index : {-1, 4, 1})
             QVERIFY(!app->DownloadProduct(index));
-        QVERIFY(downloads.removeRecursively() && !app->DownloadProduct(Big));
-        QVERIFY(downloads.mkpath(".") && app->DownloadProduct(Big) && !app->DownloadProduct(Cut));
-        QStringList lines = log.lines();
-        lines.removeAll("downloading  \"big.pkg\" from QUrl(\"" +
-                        vendor.packageUrl("big.pkg").toString() + "\")");
-        QCOMPARE(lines,
-                 QStringList({"\"error in download reply\"", "index out of range in Download  -1",
-                              "index out of range in Download  5",
-                              "Asked to download  \"small.pkg\"  again",
-                              "Couldn't open temp file for write \"" + path("big.pkg.zeldownload") +
-                                  "\" errcode 5",
-                              "Already downloading something 3"}));
-        QTRY_COMPARE(outcomes, QStringList("0"));
-        QVERIFY(holds("big.pkg", packages["big.pkg"]));
-    }
-
-    void abortedAndTakenUpAgain() {
-        const QPointer<QNetworkReply> reply = app->DownloadProduct(Big);
-        qint64 bound = 0;
-        connect(reply, &QNetworkReply::readyRead, reply, [&] {
-            bound = reply->readBufferSize();
-            reply->abort();
-        });
-        QTRY_COMPARE(outcomes, QStringList("0 the operation was canceled via calls to abort() or "
-                                           "close() before it was finished."));
+        app->manifest[1].downloaded = false;
+        const QPointer<QNetworkReply> reply = app->DownloadProduct(0);
+        QVERIFY(reply && !app->DownloadProduct(2));
+        const QSharedPointer<QFile> file = QList(app->manifest)[0].file; // copies share it
+        QTRY_COMPARE(outcomes.size(), 4);
+        const QString missing = ZelNetworkError(QNetworkReply::ContentNotFoundError);
+        QCOMPARE(outcomes, QStringList({"0", "1 " + missing, "2", "3"}));
+        const auto from = [this](int index) {
+            return QString("downloading  \"%1\" from QUrl(\"%2\")")
+                .arg(app->manifest[index].Name, app->manifest[index].DownloadURL.toString());
+        };
+        QCOMPARE(
+            log.lines().filter(QRegularExpression("^[^L]")),
+            QStringList({"\"error in download reply\"", "index out of range in Download  -1",
+                         "index out of range in Download  4",
+                         "Asked to download  \"missing.pkg\"  again", from(0),
+                         "Already downloading something 2", "finished download 0", from(1),
+                         "finished download 1", '"' + missing + '"', from(2), "finished download 2",
+                         from(3), "finished download 3", "index out of range in Download  4"}));
+        QCOMPARE(file->fileName(), downloads.filePath("big.pkg"));
+        QVERIFY(file == app->manifest[0].file && !file->isOpen() && !app->manifest[1].file);
+        QVERIFY(!app->manifest[0].downloaded);
         QTRY_VERIFY(!reply);
-        QCOMPARE(bound, 512 * 1024);
-        QVERIFY(app->DownloadProduct(Big));
-        QTRY_COMPARE(outcomes.value(1), QString("0"));
-        QCOMPARE(files(), QString("big-1.pkg big.pkg.zeldownload"));
-        QVERIFY(holds("big-1.pkg", packages["big.pkg"]));
-    }
-
-    // Without a length of its own, a package has to be as long as the manifest says.
-    void unknownLength() {
-        ZelServer endless;
-        endless.always = "HTTP/1.1 200 OK\r\n\r\nfirst bytes";
-        app->manifest[Cut].DownloadURL = QUrl(endless.url());
-        app->manifest[Cut].FileSize = 12;
-        QVERIFY(app->DownloadProduct(Cut));
-        QTRY_COMPARE(outcomes,
-                     QStringList("3 " + ZelNetworkError(QNetworkReply::RemoteHostClosedError)));
-        app->manifest[Cut].FileSize = 11;
-        QVERIFY(app->DownloadProduct(Cut));
-        QTRY_COMPARE(outcomes.value(1), QString("3"));
-        QCOMPARE(files(), QString("cut-1.pkg cut.pkg.zeldownload"));
     }
 
     void unexpectedEnds() {
-        QVERIFY(app->DownloadProduct(Small));
-        zelWriteFile(path("small.pkg"), "someone else's");
-        QTRY_COMPARE(outcomes,
-                     QStringList("4 Couldn't finalize download when renaming " +
-                                 path("small.pkg.zeldownload") + " to " + path("small.pkg")));
-        QVERIFY(holds("small.pkg", "someone else's") && !app->manifest[Small].file);
-        QVERIFY(holds("small.pkg.zeldownload", packages["small.pkg"]));
-
-        outcomes.clear();
-        app->finishedDownload(app->getNetworkManager()->get(QNetworkRequest(QUrl(cutting.url()))));
-        QVERIFY(app->DownloadProduct(Small));
-        app->manifest.clear(); // as a new sign-in does
-        QTRY_COMPARE(outcomes, QStringList({"-1 wrong reply", "4 index out of range in Download"}));
+        ZelVendor vendor;
+        offerFour(vendor);
+        const QSignalSpy failed(app, &ZelApp::failedDownload);
+        app->finishedDownload(
+            app->getNetworkManager()->get(QNetworkRequest(vendor.packageUrl(""))));
+        QVERIFY(app->DownloadProduct(3));
+        app->manifest[3].file.reset();
+        QTRY_COMPARE(failed.size(), 2);
+        QNetworkReply* reply = app->DownloadProduct(0);
+        qint64 bound = 0;
+        connect(reply, &QNetworkReply::readyRead, reply, [&, reply] {
+            bound = reply->readBufferSize();
+            app->manifest.clear(); // as a new sign-in does
+            reply->abort();
+        });
+        QTRY_COMPARE(failed.size(), 3);
+        QCOMPARE(failed[0], QVariantList({"wrong reply", -1}));
+        QCOMPARE(failed[1], QVariantList({ZelFileError(QFile::OpenError), 3}));
+        QCOMPARE(failed[2], QVariantList({"index out of range in Download", 0}));
+        QCOMPARE(bound, 512 * 1024);
     }
+
+    void packages_data() { zelWeatherRows("Packages"); }
+    void packages();
 };
+
+void tst_transfer::packages() {
+    const QString weather = zelWeather();
+    downloads.removeRecursively();
+    QVERIFY(downloads.mkpath("."));
+    ZelVendor vendor;
+    const QByteArray package = vendor.addPackage("p.pkg", packageSize);
+    QVERIFY(vendor.start(zelScenario(weather)));
+
+    app->runInstallers = false;
+    app->downloadList = {0};
+    app->manifest.clear();
+    app->manifest.emplace_back().Name = "p.pkg";
+    app->manifest[0].SimpleName = "Package";
+    app->manifest[0].FileSize = packageSize;
+    app->manifest[0].DownloadURL = vendor.packageUrl("p.pkg");
+
+    const QByteArray folderName = downloads.path().toUtf8();
+    const char* const folder = folderName.constData();
+    const auto undo = qScopeGuard([] { zelFailDisk(nullptr, 0, 0, nullptr); });
+    std::function<void(QObject*)> afterStart = [](QObject*) {};
+    const QHash<QString, std::function<void()>> others{
+        {"fair", [] {}},
+        {"two products of one name",
+         [&] {
+             app->manifest << app->manifest[0];
+             app->downloadList << 1;
+         }},
+        {"connection refused", [&] { app->manifest[0].DownloadURL.setPort(zelFreePort()); }},
+        {"unknown host", [&] { app->manifest[0].DownloadURL.setHost("nowhere.invalid"); }},
+        {"address of no known kind", [&] { app->manifest[0].DownloadURL.setScheme("gopher"); }},
+        {"disk that cannot be written to", [&] { zelFailDisk("open", 1, EROFS, folder); }},
+        {"the name is too long", [&] { app->manifest[0].Name = QString(300, 'p') + ".pkg"; }},
+        {"disk full in the middle", [&] { zelFailDisk("write", 60, ENOSPC, folder); }},
+        {"disk full with the last bytes",
+         [&] {
+             vendor.addPackage("p.pkg", 10000); // one write
+             zelFailDisk("write", 1, ENOSPC, folder);
+         }},
+        {"lost writes are told on closing", [&] { zelFailDisk("close", 1, EIO, folder); }},
+        {"renaming fails", [&] { zelFailDisk("rename", 1, EIO, folder); }},
+        {"renaming knows no refusal", [&] { zelFailDisk("rename", 1, EINVAL, folder); }},
+        {"nor are there links", [&] { zelFailDisk("link", 1, ENOTSUP, folder); }},
+        {"the unfinished file vanishes",
+         [&] { afterStart = [this](QObject*) { downloads.remove("p.pkg.zeldownload"); }; }},
+        {"final name taken meanwhile",
+         [&] {
+             afterStart = [this](QObject*) {
+                 zelWriteFile(downloads.filePath("p.pkg"), "another's");
+             };
+         }},
+    };
+    if (zelScenario(weather).isEmpty())
+        QVERIFY2(others.contains(weather), "a weather that nobody makes");
+    others.value(weather, [] {})();
+    if (weather.startsWith("stall")) {
+        const qint64 bytes = weather == "stall" ? 1'500'000 : 0;
+        afterStart = [bytes](QObject* page) { goBackAfter(bytes, page); };
+    }
+
+    ZelBoxDriver user;
+    const int status = walk(user, {QMessageBox::Retry, QMessageBox::Ignore}, afterStart);
+    const QString left = files(package);
+    QString seen = "none";
+    for (const ZelSeenBox& box : std::as_const(user.boxes))
+        seen = box.text + ": " + box.informativeText;
+    seen.replace("Product download failed: ", "");
+    seen.replace(". Press Abort to exit, Retry or Ignore to try the next product", "");
+    seen.replace(downloads.path(), "FOLDER");
+    if (user.names() == QStringList("backDuringDownload"))
+        seen = "none until Back is pressed";
+    QTEST(seen + " | " + left, "expected");
+
+    const bool refused = user.names().contains("downloadRefused");
+    QCOMPARE(status, refused ? 0 : zelStopped);
+    if (user.names().contains("downloadFailed")) {
+        const int aborted = walk(user, {QMessageBox::Abort}, [](QObject*) {});
+        QCOMPARE(aborted, user.boxes.isEmpty() ? zelStopped : -1);
+    }
+}
 
 ZEL_TEST_MAIN(tst_transfer)
 #include "tst_transfer.moc"
