@@ -139,8 +139,10 @@ void tst_back::duringInstallation() {
         QVERIFY(!ZelLogCapture::contains("process object gone"));
     });
     wizard.seen << dialog;
-    if (meanwhile == "failed")
+    if (meanwhile == "failed") {
         wizard.seen << "installerFailed";
+        QTRY_COMPARE(wizard.said().value(1), "Installer exited with err. Exit code: 11/");
+    }
     if (meanwhile.isEmpty()) {
         QCOMPARE(wizard.page(), ZelMainWindow::Download);
         wizard.tellInstaller("exit 0");

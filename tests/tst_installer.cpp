@@ -79,6 +79,8 @@ void tst_installer::commandLineAndBusyBar() {
                  QStringList{(root ? "installer -target / -package " : "open -W ") +
                              wizard.downloads.filePath("Tools & Toys 21.0.pkg")});
     QCOMPARE(ZelLogCapture::contains("Not running as root, launching GUI installer"), !root);
+    QVERIFY(ZelLogCapture::contains(root ? "running installer \"installer\" QList(\"-target"
+                                         : "running installer \"open\" QList(\"-W"));
     const auto* bar = wizard.find<QProgressBar>("productProgress");
     const auto* status = wizard.find<QLabel>("downloadStatus");
     QCOMPARE(bar->maximum(), 0);

@@ -73,6 +73,7 @@ void tst_window::everyPage() {
     QVERIFY(wizard.walkTo(ZelMainWindow::Download));
     QVERIFY(!wizard.window->currentPage()->isComplete());
     QVERIFY(!qobject_cast<QPushButton*>(back)->autoDefault());
+    QCOMPARE(back->text(), wizard.window->button(QWizard::BackButton)->text());
     QTRY_COMPARE(server.requests.size(), 2);
     server.answer(4, "%PDF");
     QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
