@@ -4,8 +4,8 @@
 
 #include "WalkModel.h"
 #include "core/ZelMachineAssay.h"
+#include "drive/ZelFailingDisk.h"
 #include "drive/ZelFiles.h"
-#include "support/ZelFailingDisk.h"
 #include "vendorserver/ZelServer.h"
 
 #include <QAbstractEventDispatcher>

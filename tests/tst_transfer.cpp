@@ -1,5 +1,5 @@
 #include "core/ZelTexts.h"
-#include "support/ZelFailingDisk.h"
+#include "drive/ZelFailingDisk.h"
 #include "support/ZelWeather.h"
 #include "wizard/ZelMainWindow.h"
 

@@ -1,5 +1,5 @@
 #include "core/ZelProxyText.h"
-#include "support/ZelTunnelProxy.h"
+#include "drive/ZelTunnelProxy.h"
 #include "support/ZelWeather.h"
 
 #include <QNetworkAccessManager>
