@@ -7,10 +7,15 @@ class tst_back : public QObject {
     Q_OBJECT
 
 private slots:
-    void duringDownload_data();
+    void duringDownload_data() {
+        duringInstallation_data();
+        QTest::addRow("window closed, completed") << "completed" << QMessageBox::Close;
+        QTest::addRow("window closed, failed") << "failed" << QMessageBox::Close;
+    }
     void duringDownload();
-    void duringInstallation_data() { duringDownload_data(); }
+    void duringInstallation_data();
     void duringInstallation();
+    void whileAnInstallerFailsToStart();
 };
 
 namespace {
@@ -52,7 +57,7 @@ public:
 
 } // namespace
 
-void tst_back::duringDownload_data() {
+void tst_back::duringInstallation_data() {
     QTest::addColumn<QString>("meanwhile"); // how it ends, while the dialog is open
     QTest::addColumn<QMessageBox::StandardButton>("answer");
     for (const char* meanwhile : {"", "completed", "failed"}) {
@@ -80,7 +85,8 @@ void tst_back::duringDownload() {
     QTRY_COMPARE(server.requests.size(), 1);
     server.answer(8, "half");
     QTRY_COMPARE(ZelApp::instance()->manifest[0].file->pos(), 4);
-    wizard.goBack(dialog, answer, [&] {
+    const bool closes = answer == QMessageBox::Close;
+    wizard.goBack(dialog, closes ? QMessageBox::Cancel : answer, [&] {
         if (meanwhile == "completed")
             server.send("half");
         else if (failed)
@@ -88,8 +94,15 @@ void tst_back::duringDownload() {
         if (!meanwhile.isEmpty())
             QTRY_VERIFY(ZelLogCapture::contains("Download " + meanwhile + " while in the back"));
         QVERIFY(!ZelLogCapture::contains("running installer"));
+        if (closes)
+            wizard.window->close();
     });
     wizard.seen << dialog;
+    if (closes) {
+        QVERIFY(!ZelLogCapture::contains("running installer"));
+        QCOMPARE(wizard.boxes.names(), wizard.seen);
+        return;
+    }
 
     if (answer == QMessageBox::Ok) {
         QVERIFY(wizard.isBack());
@@ -162,6 +175,24 @@ void tst_back::duringInstallation() {
     QCOMPARE(wizard.installed().last(), "two.pkg");
     wizard.tellInstaller("exit 0");
     QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
+}
+
+// The next product does not start under the dialog.
+void tst_back::whileAnInstallerFailsToStart() {
+    BackWizard wizard;
+    wizard.offerOnDisk(wizard.names);
+    wizard.tellInstaller("exit 0");
+    {
+        const ZelEnvironment path("PATH", "/nowhere");
+        QVERIFY(wizard.startQueue());
+    }
+    wizard.goBack("backDuringInstall", QMessageBox::Cancel, [&] {
+        QTRY_VERIFY(ZelLogCapture::contains("Installer error  0"));
+        QCOMPARE(wizard.boxes.names(), QStringList("backDuringInstall"));
+    });
+    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
+    QCOMPARE(wizard.boxes.names(), QStringList({"backDuringInstall", "installerNotStarted"}));
+    QCOMPARE(wizard.installed(), wizard.names.mid(1));
 }
 
 ZEL_TEST_MAIN(tst_back)
