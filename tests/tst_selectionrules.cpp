@@ -74,7 +74,8 @@ private slots:
                       run);
         const QByteArray lines = (texts + log.lines()).join('\n').toUtf8();
         const QByteArray digest = QCryptographicHash::hash(lines, QCryptographicHash::Sha1).toHex();
-        QVERIFY2(digest == "855874b20a7058d6f586a7f8c25015eed4eca9f5", (digest + '\n' + lines).constData());
+        QVERIFY2(digest == "855874b20a7058d6f586a7f8c25015eed4eca9f5",
+                 (digest + '\n' + lines).constData());
     }
 };
 
