@@ -3,6 +3,7 @@
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
+#include <csignal>
 #include <filesystem>
 
 // What the assay makes of a profiler that prints the file "doc", or a part of it, by this command.
@@ -34,6 +35,11 @@ static QString profile(const QStringList& in) {
         result << product["ProductName"] + product["Version"];
     for (const QString& line : log.lines().mid(1))
         result << line.left(line.indexOf(" QHash"));
+    QFile pids(folder.filePath("pids")); // of those that would print for ever
+    for (const QByteArray& pid :
+         pids.open(QIODevice::ReadOnly) ? pids.readAll().trimmed().split('\n') : QByteArrayList())
+        if (!QTest::qWaitFor([&pid] { return kill(pid.toInt(), 0) != 0; }))
+            result << "it runs on";
     return result.join(' ')
         .replace("Got system profile", "GOT")
         .replace("Failed to parse system_profiler output Couldn't read system_profiler output",
@@ -77,6 +83,11 @@ private slots:
             cat doc | x=_name</string><string>Maya 1 Core => none -1 osx GOT
             cat doc | physical_memory=16.5 GB;physical_memory_x=8 GB;x=9 GB => none -1 osx GOT
             head -c 240 doc | physical_memory=8 gb;x=y;x=y => ram 8 osx FAILED
+            head -c 240 doc; kill -SEGV $$ | physical_memory=8 gb;x=y;x=y => ram 8 osx FAILED
+            head -c 240 doc; yes '<a>'|head -1000000 | physical_memory=8 gb;x=y => ram 8 osx FAILED
+            echo '<!DOCTYPE p [<!ELEMENT p '; yes '('|head -1000000 | => none -1 osx FAILED
+            head -c 240 doc; echo $$ >>pids; exec yes '<' | physical_memory=8 gb;x=y;x=y => ram 8 osx FAILED
+            head -c -8 doc; yes '<a>x</a>'|head -c 9999999; tail -c 8 doc | physical_memory=8 gb => ram 8 osx GOT
             true | => none -1 osx FAILED
              | => none -1 osx FAILED)",
                       profile);
@@ -88,6 +99,10 @@ private slots:
             LumiVex server | server | B 19.0 @5 >&2 => Lumivex FarmServer 19.0 19.0 5
             LFS | server | echo a@b @12 @3 >&2; B 99.05-b >&2 => Lumivex FarmServer 99.0 99.0 12
             LFS | server | B 21.0 @5 => no build id in output ""
+            LFS | server | B 21.0 @5 >&2; exec sleep 60 => Wait failed on process  "HERE/LFS/bin/lxrender"
+            LFS | server | B 21.0 @5 >&2; sleep 15 & => Lumivex FarmServer 21.0 21.0 5
+            LFS | server | B 21.0 @5 >&2; kill -SEGV $$ => Lumivex FarmServer 21.0 21.0 5
+            LFS | server | yes|head -c 20000000 >&2; B 21.0 @5 >&2 => Lumivex FarmServer 21.0 21.0 5
             LFS | server | printf 'B\0@5' >&2 => no build id in output "B"
             LFS | server | B 9.5 @5 >&2 => no version in output "Corvane Radiant Lumivex 9.5 @5\n"
             LFS | server | echo Radiant Lumivex 20.0 @5 >&2 => no version in output "Radiant Lumivex 20.0 @5\n"
