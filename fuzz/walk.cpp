@@ -4,6 +4,7 @@
 
 #include "WalkModel.h"
 #include "core/ZelMachineAssay.h"
+#include "drive/ZelCertificate.h"
 #include "drive/ZelFailingDisk.h"
 #include "drive/ZelFiles.h"
 #include "vendorserver/ZelServer.h"
@@ -117,14 +118,14 @@ void turn(const std::function<bool()>& awaited) {
 }
 
 QTemporaryDir* home;
+ZelCertificate certificate; // of the secure server
 
 class Walk : public ZelSandbox {
 public:
     static inline Walk* current;
 
     explicit Walk(const QByteArray& bytes) : script(bytes) {
-        secure.setSslConfiguration(
-            zelServerConfiguration(home->filePath("certificate.pem"), home->filePath("key.pem")));
+        secure.setSslConfiguration(certificate.configuration());
         turn([] { return false; }); // what is left of an earlier walk
         ZelApp* app = ZelApp::instance();
         app->getNetworkManager()->clearConnectionCache();
@@ -394,7 +395,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** argv) {
     qputenv("HOME", QFile::encodeName(home->path()));
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QDir(home->path()).mkdir("Downloads");
-    zelMakeCertificate(home->path(), {"-subj", "/CN=x", "-addext", "subjectAltName=IP:127.0.0.1"});
+    certificate = zelSelfSigned(home->path());
     static int count = 1;
     new ZelApp(count, *argv);
     qInstallMessageHandler(

@@ -49,8 +49,7 @@ class tst_tls : public QObject {
         return made;
     }
     QSslConfiguration shown(bool byAuthority) const {
-        const ZelCertificate made = certified("127.0.0.1", byAuthority, false);
-        return zelServerConfiguration(made.certificate, made.key);
+        return certified("127.0.0.1", byAuthority, false).configuration();
     }
 
     // Waits for the outcome of the request that `start` begins.
@@ -67,7 +66,7 @@ class tst_tls : public QObject {
 
 private slots:
     void initTestCase() {
-        zelMakeCertificate(folder.path(), {"-subj", "/CN=Authority"});
+        zelSelfSigned(folder.path(), {"-subj", "/CN=Authority"});
         const auto note = [this](const QString& how) { outcome = how; };
         connect(app, &ZelApp::validManifestReply, this, [note] { note("goes on"); });
         connect(app, &ZelApp::invalidManifestReply, this, note);

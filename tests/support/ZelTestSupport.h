@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/ZelApp.h"
+#include "drive/ZelCertificate.h"
 #include "drive/ZelFiles.h"
 #include "drive/ZelSandbox.h"
 #include "drive/ZelVendor.h"

@@ -59,14 +59,6 @@ QByteArray zelCommand(const QString& program, const QStringList& arguments) {
     return process.readAllStandardOutput();
 }
 
-ZelCertificate zelSelfSigned(const QString& folder, const QStringList& arguments) {
-    zelMakeCertificate(folder, QStringList{"-subj", "/CN=127.0.0.1"} +
-                                   (arguments.isEmpty()
-                                        ? QStringList{"-addext", "subjectAltName=IP:127.0.0.1"}
-                                        : arguments));
-    return {folder + "/certificate.pem", folder + "/key.pem"};
-}
-
 quint16 zelFreePort() {
     QTcpServer server;
     server.listen(QHostAddress::LocalHost);

@@ -26,16 +26,5 @@ constexpr int zelHung = 1001;
 // Runs a program to its end and returns what it wrote; ends the tests when it fails.
 QByteArray zelCommand(const QString& program, const QStringList& arguments);
 
-// A certificate for 127.0.0.1 and its key, made with openssl.
-struct ZelCertificate {
-    QString certificate;
-    QString key;
-
-    QStringList serverOptions() const { return {"--cert", certificate, "--key", key}; }
-};
-
-// A certificate that vouches for itself; further arguments are passed on to `openssl req`.
-ZelCertificate zelSelfSigned(const QString& folder, const QStringList& arguments = {});
-
 // A free TCP port on the loopback address.
 quint16 zelFreePort();

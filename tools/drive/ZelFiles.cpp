@@ -2,7 +2,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 
 QString zelWriteFile(const QString& path, const QByteArray& contents, bool executable) {
     QDir().mkpath(QFileInfo(path).path());
@@ -27,13 +26,4 @@ QByteArray zelProductXml(const QString& name, const QString& simpleName, int bui
 
 QByteArray zelManifestXml(const QByteArrayList& products) {
     return "<Manifest>\n" + products.join() + "</Manifest>\n";
-}
-
-void zelMakeCertificate(const QString& folder, const QStringList& arguments) {
-    QProcess openssl;
-    openssl.start("openssl", QStringList{"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
-                                         folder + "/key.pem", "-out", folder + "/certificate.pem"} +
-                                 arguments);
-    if (!openssl.waitForFinished(60000) || openssl.exitCode() != 0)
-        qFatal("openssl made no certificate: %s", openssl.readAllStandardError().constData());
 }

@@ -1,6 +1,7 @@
 #include "StateWalker.h"
 
 #include "core/ZelMachineAssay.h"
+#include "drive/ZelCertificate.h"
 #include "drive/ZelFiles.h"
 
 #include <QHelpEvent>
@@ -26,9 +27,9 @@ constexpr char longLabel[] =
 // A certificate for `subject` that vouches for itself.
 QSslConfiguration selfSigned(const QString& subject) {
     const QTemporaryDir folder;
-    zelMakeCertificate(folder.path(),
-                       {"-subj", "/CN=server", "-addext", "subjectAltName=" + subject});
-    return zelServerConfiguration(folder.filePath("certificate.pem"), folder.filePath("key.pem"));
+    return zelSelfSigned(folder.path(),
+                         {"-subj", "/CN=server", "-addext", "subjectAltName=" + subject})
+        .configuration();
 }
 
 } // namespace
