@@ -30,20 +30,22 @@ static QString profile(const QStringList& in) {
     assay.DoAssay(); // starts from nothing
     int memory = -1;
     QStringList result{assay.FindMachineProperty(ZelAttrPhysicalMemory, memory) ? "ram" : "none"};
+    result[0] += assay.attributes[ZelAttrPhysicalMemory];
     result << QString::number(memory) << assay.attributes[ZelAttrPlatform];
     for (const ZelProductHash& product : std::as_const(assay.products))
         result << product["ProductName"] + product["Version"];
-    for (const QString& line : log.lines().mid(1))
-        result << line.left(line.indexOf(" QHash"));
+    for (const QString& line : log.lines())
+        result << line.left(line.indexOf(QRegularExpression(" [Q\"]")));
     QFile pids(folder.filePath("pids")); // of those that would print for ever
     for (const QByteArray& pid :
          pids.open(QIODevice::ReadOnly) ? pids.readAll().trimmed().split('\n') : QByteArrayList())
         if (!QTest::qWaitFor([&pid] { return kill(pid.toInt(), 0) != 0; }))
             result << "it runs on";
     return result.join(' ')
-        .replace("Got system profile", "GOT")
-        .replace("Failed to parse system_profiler output Couldn't read system_profiler output",
-                 "FAILED");
+        .replace("running Got system profile", "GOT")
+        .replace(
+            "running Failed to parse system_profiler output Couldn't read system_profiler output",
+            "FAILED");
 }
 
 // What is found of an install whose files are all this one program, or the last line of the log.
@@ -61,7 +63,7 @@ static QString install(QStringList in) {
     assay.findCorvaneProducts();
     if (assay.products.isEmpty())
         return log.lines().last().replace(folder.path() + "/2016", "HERE");
-    if (!log.lines().last().startsWith("Found QHash("))
+    if (!log.lines().last().startsWith("Found QHash(") || !log.contains("\" matched \""))
         return "not logged";
     ZelProductHash& p = assay.products[0];
     const QStringList found{p["ProductName"], p["Version"], p["BuildId"], p["MayaVersion"]};
@@ -74,20 +76,20 @@ class tst_assay : public QObject {
 private slots:
     void profiles() {
         zelCheckTable(R"(
-            cat doc | physical_memory=16 GB;_name=maya_2016.5 CORE => ram 16 osx Maya2016.5 GOT
-            cat doc; echo x >&2 | physical_memory=010 GB GB;_name=Maya-2 Core => ram 10 osx Maya-2 GOT
+            cat doc | physical_memory=16 GB;_name=maya_2016.5 CORE => ram16 16 osx Maya2016.5 GOT
+            cat doc; echo x >&2 | physical_memory=010 GB GB;_name=Maya-2 Core => ram010 10 osx Maya-2 GOT
             head -c 150 doc; sleep .1; tail -c +151 doc | _name=Maya 1 Core => none -1 osx Maya1 GOT
             cat doc | physical_memory=8192 MB;_name=Maya 2014;_name=Core 2014 => none -1 osx GOT
             cat doc | _name=Core Maya 2013;_name=Maya 2012 core => none -1 osx Maya2013 Maya2012 GOT
             cat doc | _name</key><date/><string>Maya 1 Core</string><key>name=Maya 1 Core => none -1 osx GOT
             cat doc | x=_name</string><string>Maya 1 Core => none -1 osx GOT
-            cat doc | physical_memory=16.5 GB;physical_memory_x=8 GB;x=9 GB => none -1 osx GOT
-            head -c 240 doc | physical_memory=8 gb;x=y;x=y => ram 8 osx FAILED
-            head -c 240 doc; kill -SEGV $$ | physical_memory=8 gb;x=y;x=y => ram 8 osx FAILED
-            head -c 240 doc; yes '<a>'|head -1000000 | physical_memory=8 gb;x=y => ram 8 osx FAILED
+            cat doc | physical_memory=16.5 GB;physical_memory_x=8 GB;x=9 GB => none16.5 -1 osx GOT
+            head -c 240 doc | physical_memory=8 gb;x=y;x=y => ram8 8 osx FAILED
+            head -c 240 doc; kill -SEGV $$ | physical_memory=8 gb;x=y;x=y => ram8 8 osx FAILED
+            head -c 240 doc; yes '<a>'|head -1000000 | physical_memory=8 gb;x=y => ram8 8 osx FAILED
             echo '<!DOCTYPE p [<!ELEMENT p '; yes '('|head -1000000 | => none -1 osx FAILED
-            head -c 240 doc; echo $$ >>pids; exec yes '<' | physical_memory=8 gb;x=y;x=y => ram 8 osx FAILED
-            head -c -8 doc; yes '<a>x</a>'|head -c 9999999; tail -c 8 doc | physical_memory=8 gb => ram 8 osx GOT
+            head -c 240 doc; echo $$ >>pids; exec yes '<' | physical_memory=8 gb;x=y;x=y => ram8 8 osx FAILED
+            head -c -8 doc; yes '<a>x</a>'|head -c 9999999; tail -c 8 doc | physical_memory=8 gb => ram8 8 osx GOT
             true | => none -1 osx FAILED
              | => none -1 osx FAILED)",
                       profile);
@@ -168,11 +170,17 @@ private slots:
                       locations);
 
         const QString tool = zelWriteFile(folder.filePath("b/tool"), "");
-        const ZelEnvironment path("PATH", parent + "/absent::" + parent + ":" + parent + "/b");
+        zelWriteFile(folder.filePath("c/tool"), "");
+        const ZelEnvironment path("PATH", parent + "/absent::" + parent + ":" + parent +
+                                              "/b:" + parent + "/c");
         QString found;
         QVERIFY(!ZelMachineAssay::FindExecutable("absent", found));
         QVERIFY(!ZelMachineAssay::FindExecutable("", found));
         QVERIFY(ZelMachineAssay::FindExecutable("tool", found) && found == tool);
+        const QString before = QDir::currentPath(); // no part of the path
+        QVERIFY(QDir::setCurrent(folder.filePath("b")));
+        const ZelEnvironment emptyPart("PATH", parent + "::");
+        QVERIFY(!ZelMachineAssay::FindExecutable("tool", found) && QDir::setCurrent(before));
         bool isSet = true;
         ZelMachineAssay::GetEnv("ZEL_NOT_SET", found, nullptr, &isSet);
         QVERIFY(!isSet && found == tool);

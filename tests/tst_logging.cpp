@@ -41,6 +41,7 @@ static void writeMessages(int argc, char** argv) {
         qCritical("never below");
     }
     qDebug("without the application object");
+    ZelPrintLogMessage(QtInfoMsg, "nor this");
     ZelPrintLogMessage(QtFatalMsg, "the end");
     qDebug("still alive");
 }
