@@ -19,7 +19,7 @@ static QString profile(const QStringList& in) {
         "SPHardwareDataType SPInstallHistoryDataType' ] && [ -z \"$QT_NO_GLIB\" ] && " + in[0] +
         '\n';
     ZelMachineAssay assay;
-    assay.possibleLocations.clear();
+    assay.possibleLocations = {"/absent"};
     assay.profilerPath = folder.filePath("profiler");
     if (!in[0].isEmpty())
         zelWriteFile(assay.profilerPath, program.toUtf8(), true);
@@ -42,10 +42,9 @@ static QString profile(const QStringList& in) {
         if (!QTest::qWaitFor([&pid] { return kill(pid.toInt(), 0) != 0; }))
             result << "it runs on";
     return result.join(' ')
-        .replace("running Got system profile", "GOT")
-        .replace(
-            "running Failed to parse system_profiler output Couldn't read system_profiler output",
-            "FAILED");
+        .remove("system_profiler output ")
+        .replace("running Got system profile Looking for corvane products in", "GOT")
+        .replace("running Failed to parse Couldn't read Looking for corvane products in", "FAILED");
 }
 
 // What is found of an install whose files are all this one program, or the last line of the log.
