@@ -86,6 +86,7 @@ void tst_account::entriesReachTheApplication_data() {
     QTest::addColumn<QString>("inForce"); // the proxy afterwards
     QTest::newRow("proxy.example:3128") << "proxy.example 3128";
     QTest::newRow("proxy.example:http") << "proxy.example 0";
+    QTest::newRow("proxy.example:") << "proxy.example 0";
     QTest::newRow("proxy.example:0x50") << "proxy.example 0";
     QTest::newRow("proxy.example:65616") << "proxy.example 80";
     QTest::newRow("") << "earlier.example 1080";
