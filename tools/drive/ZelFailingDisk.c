@@ -9,7 +9,7 @@
 #include <string.h>
 #include <unistd.h>
 
-// Looked up once: a process that is being started calls close on a stack of four kilobytes.
+// Looked up once, before a process that is being started calls it on a small stack.
 #define FIND_REAL(name)                                                                            \
     static __typeof__(&name) real;                                                                 \
     if (!real)                                                                                     \
@@ -19,12 +19,14 @@ static const char* failing;
 static const char* below;
 static int left;
 static int number;
+static pid_t owner;
 
 void zelFailDisk(const char* call, int count, int error, const char* folder) {
     failing = call;
     left = count;
     number = error;
     below = folder;
+    owner = getpid();
 }
 
 static int fails(const char* call, const char* path) {
@@ -38,13 +40,15 @@ static int fails(const char* call, const char* path) {
     return 1;
 }
 
+// Not in a process that is being started: it shares this one's memory, and its stack has four
+// kilobytes.
 static int failsFor(const char* call, int fd) {
-    char link[32];
+    char name[32];
     static _Thread_local char path[PATH_MAX];
-    if (!failing)
+    if (!failing || getpid() != owner)
         return 0;
-    snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-    const ssize_t size = readlink(link, path, sizeof path - 1);
+    snprintf(name, sizeof name, "/proc/self/fd/%d", fd);
+    const ssize_t size = readlink(name, path, sizeof path - 1);
     path[size < 0 ? 0 : size] = 0;
     return fails(call, path);
 }
