@@ -16,7 +16,11 @@ extern "C" void openlog(const char* identity, int options, int facility) {
     static const auto real = reinterpret_cast<decltype(&openlog)>(dlsym(RTLD_NEXT, "openlog"));
     real(identity, options, facility);
 }
+#if _FORTIFY_SOURCE // what it is called then
+extern "C" void __syslog_chk(int priority, int, const char* format, ...) {
+#else
 extern "C" void syslog(int priority, const char* format, ...) {
+#endif
     std::fprintf(stderr, "<%d>", priority);
     va_list arguments;
     va_start(arguments, format);
