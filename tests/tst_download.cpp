@@ -4,178 +4,320 @@
 
 #include <QLabel>
 #include <QProgressBar>
+#include <QTimer>
+#include <unistd.h>
 
+// The download page: packages come and are installed, users want back, and things fail meanwhile.
 class tst_download : public QObject {
     Q_OBJECT
 
 private slots:
-    void worksThroughTheQueue();
+    void queue();
     void progress();
     void picturesTakeTurns();
 };
 
 namespace {
 
-constexpr int size = 30;
+// The wizard before the download page, where things happen one after another.
+class Queue : public QObject, public ZelTestWizard {
+public:
+    // Names of packages, with a "+" before those that are on disk. One more product is not chosen.
+    explicit Queue(const QString& names) {
+        QByteArrayList products;
+        for (const QString& name : ("left.pkg, " + names).split(", ")) {
+            const QString file = name.section('+', -1);
+            const QString url = server.url(file).toHtmlEscaped();
+            products << zelProductXml(file, "Label of " + file, 1, 8, url);
+            if (file != name)
+                zelWriteFile(downloads.filePath(file), "complete");
+        }
+        offer(products);
+        walkTo(ZelMainWindow::Selection);
+        toggle(0);
+        auto* status = find<QLabel>("downloadStatus");
+        const auto* bytes = find<QLabel>("byteCount");
+        auto* bar = find<QProgressBar>("productProgress");
+        qDebug() << status->text();
+        boxes.onShow = [=, this](QMessageBox& box) {
+            qDebug() << "shown with" << bytes->text() << bar->value();
+            boxes.answers[box.objectName()] = {go()};
+        };
+        connect(bar, &QProgressBar::valueChanged, status,
+                [=](int value) { qDebug() << "bar" << status->text() << value << bytes->text(); });
+        connect(find<QProgressBar>("overallProgress"), &QProgressBar::valueChanged, status,
+                [](int value) { qDebug() << "overall" << value; });
+        connect(window->page(ZelMainWindow::Download), &QWizardPage::completeChanged, status,
+                [] { qDebug() << "overall done"; });
+        connect(window.get(), &QWizard::currentIdChanged, status, [this](int id) {
+            QStringList buttons;
+            for (int i = QWizard::BackButton; i <= QWizard::CustomButton1; ++i) {
+                const auto* button = window->button(QWizard::WizardButton(i));
+                if (button->isVisible())
+                    buttons << button->text().remove(QRegularExpression("[&<> ]"));
+            }
+            if (id != ZelMainWindow::Download)
+                qDebug() << (id < 0 ? "[closed" : '[' + buttons.join(' ')) + ']';
+            if (id == ZelMainWindow::Finished)
+                QApplication::exit(noExit);
+        });
+    }
 
-// Of each kind of line that is the wizard's the first.
-const char courseOfTheLog[] = R"log(
-Welcome!
-Selection
-Doing assay...
-Assay completed
-Chose 6 to download
-There are  0 hidden
-message box "selectionIssues" answered QMessageBox::Ok "There were issues selecting products"N
-Manifest:
-"left.pkg" zel: true url: QUrl("http://N") buildid: "1"
-building a list with QList(0, 1, 2, 3, 4, 5)
-Adding  "left.pkg" with label  "Label of left.pkg"
-We have enough space "N" to continue. Needed "300b"
-Download
-Download complete! 1
-Download failed "the remote content was not found at the server (similar to HTTP error 404)"
-Requesting retry after a failed download
-Finished!
-)log";
+    // What became of it: the lines of the log that begin with one of `kept`, in short, with what
+    // is not as it should be and the exit status if the program ended; and the download folder.
+    QString play(const QString& script, const QString& kept) {
+        words = script.split(", ");
+        const int status = exitStatusOf([this] { go(); });
+        const bool root = geteuid() == 0;
+        const QString folder = downloads.path() + '/';
+        const QString logged =
+            root ? R"(running installer "installer" QList("-target", "/", "-package", ")"
+                 : R"(running installer "open" QList("-W", ")";
+        static const QRegularExpression box(
+            R"(message box .(\w+). answered QMessageBox::(\w+)(?:.*(closed|code: \d+))?.*)");
+        static const QRegularExpression noise(
+            R"(^"?Download |Installer |process object | status| due to error|(?<=failed) ".*|During\w+|"|\)$|http://[\d.:]+|[\d.]+GB)");
+        QStringList course;
+        for (QString line :
+             lines().filter(QRegularExpression(QString("^\"?(%1|vain|running inst)").arg(kept)))) {
+            line.replace(logged, "installs ").replace(box, "\\1 \\3 \\2");
+            course << line.remove(folder).remove(noise).simplified();
+        }
+        QStringList calls = installerCalls();
+        calls.replaceInStrings((root ? "installer -target / -package " : "open -W ") + folder,
+                               "installs ");
+        if (calls != course.filter("installs "))
+            course << "in fact: " + calls.join(", ");
+        if (status != noExit)
+            course << QString("exits with %1").arg(status);
+        QStringList files;
+        for (const QFileInfo& file : downloads.entryInfoList(QDir::Files))
+            files << QString("%1 %2").arg(file.fileName()).arg(file.size());
+        return course.join(", ") + " / " + files.join(", ");
+    }
 
-QByteArray product(const QString& name, const QString& url) {
-    return zelProductXml(name, "Label of " + name, 1, size, url);
-}
+    ZelServer server;
 
-QByteArray contentsOf(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+private:
+    // Up to the answer to the box that is open, or that comes next. What comes after the window is
+    // closed comes only if the program has not ended with it.
+    QMessageBox::StandardButton go() {
+        static const auto answers = QMetaEnum::fromType<QMessageBox::StandardButtons>();
+        while (!words.isEmpty()) {
+            const QString word = words.takeFirst();
+            const int answer = answers.keyToValue(qPrintable(word));
+            if (answer == -1) {
+                happens(word);
+            } else if (QApplication::activeModalWidget()) {
+                return QMessageBox::StandardButton(answer);
+            } else {
+                words.prepend(word);
+                if (!await([this, left = words.size()] { return words.size() < left; }))
+                    break;
+            }
+            if (!window->isVisible() && !QApplication::activeModalWidget()) {
+                QTimer::singleShot(10, this, [this] { go(); });
+                break;
+            }
+        }
+        return QMessageBox::NoButton;
+    }
 
-int red(const QPixmap& picture) {
-    return picture.isNull() ? 0 : picture.toImage().pixelColor(8, 8).red();
-}
+    // Does it, and waits for the line in the log that says so. What is no word of ours is a line
+    // for the installer.
+    void happens(const QString& word) {
+        const auto answer = [this](qint64 size, const char* body, const char* status = "200 OK") {
+            await([this] { return server.asked; });
+            server.answer(size, body, {}, status);
+        };
+        const auto bin = QFile::encodeName(machine.filePath("bin"));
+        const QHash<QString, std::pair<const char*, std::function<void()>>> events{
+            {"next", {"", [&] { walkTo(ZelMainWindow::Download); }}},
+            {"back", {"", [&] { press(QWizard::CustomButton1); }}},
+            {"close", {"", [&] { window->close(); }}},
+            {"quit", {"", quit}},
+            {"half", {"", [&] { answer(8, "half"), await(halfIsThere); }}},
+            {"rest", {"Download complete", [&] { server.send("half"); }}},
+            {"all", {"Download complete", [&] { answer(8, "complete"); }}},
+            {"cut", {"Download failed", [&] { server.close(); }}},
+            {"missing", {"Download failed", [&] { answer(4, "gone", "404 Not Found"); }}},
+            {"switched off", {"", [] { ZelApp::instance()->runInstallers = false; }}},
+            {"no PATH", {"", [] { qputenv("PATH", "/nowhere"); }}},
+            {"PATH", {"", [&] { qputenv("PATH", bin); }}},
+            {"fails", {"Installer error", [] {}}},
+            {"later", {"later", [] { QTimer::singleShot(10, qApp, [] { qDebug("later"); }); }}}};
+        const qsizetype before = lines().size();
+        const auto [said, event] =
+            events.value(word, {word.contains("printf") ? "installer std" : "Installer finished",
+                                [&] { tellInstaller(word.toUtf8()); }});
+        event();
+        await([&, line = QString(said)] {
+            return line.isEmpty() || !lines().mid(before).filter(line).isEmpty();
+        });
+    }
+
+    // As the desktop does it, which heeds the answer.
+    static void quit() {
+        QEvent event(QEvent::Quit);
+        QApplication::sendEvent(qApp, &event);
+        qDebug() << (event.isAccepted() ? "[quits]" : "[stays]");
+    }
+
+    static bool await(const std::function<bool()>& condition) {
+        const bool came = QTest::qWaitFor(condition, 10000);
+        if (!came)
+            qDebug() << "vainly waited";
+        return came;
+    }
+
+    static bool halfIsThere() {
+        const QList<ZelManifestElement>& all = ZelApp::instance()->manifest;
+        return std::any_of(all.begin(), all.end(), [](const ZelManifestElement& element) {
+            return element.file && element.file->isOpen() && element.file->pos() == 4;
+        });
+    }
+
+    QStringList words;
+};
+
+// What happens, and which packages there are where it matters, to the course that it takes.
+const char courses[] = R"(
+next, half, back, rest, Cancel, exit 0, half, back, Cancel, rest, exit 0 =>
+    completed while in the back dialog, back Cancel, complete! 1, installs one.pkg, gone, back Cancel, complete! 2, installs two.pkg, [Finish],
+    gone / one.pkg 8, two.pkg 8
+next, half, back, cut, Cancel, Ignore, half, back, Cancel, rest, exit 0 =>
+    failed, failed while in the back dialog, back Cancel, failed, downloadFailed closed Ignore, back Cancel, complete! 2, installs two.pkg, [Finish],
+    gone / one.pkg.zeldownload 4, two.pkg 8
+next, half, back, Ok, next, half, cut, Ignore, all, exit 0 =>
+    back Ok, failed, [Back Next], failed, downloadFailed closed Ignore, complete! 2, installs two.pkg, [Finish], gone / one-1.pkg.zeldownload 4,
+    one.pkg.zeldownload 4, two.pkg 8
+next, half, back, rest, Ok, next, half, cut, Abort =>
+    completed while in the back dialog, back Ok, [Back Next], failed, downloadFailed closed Abort, exits with -1 / one-1.pkg.zeldownload 4, one.pkg 8
+next, half, back, cut, Ok, next, half, cut, Retry, all, exit 0, all, exit 0 =>
+    failed, failed while in the back dialog, back Ok, [Back Next], failed, downloadFailed closed Retry, complete! 1, installs one-2.pkg, gone, complete! 2,
+    installs two.pkg, [Finish], gone / one-1.pkg.zeldownload 4, one-2.pkg 8, one.pkg.zeldownload 4, two.pkg 8
+next, half, back, rest, close, Cancel =>
+    completed while in the back dialog, [closed], back Cancel, exits with 0 / one.pkg 8
+next, half, back, cut, close, Cancel =>
+    failed, failed while in the back dialog, [closed], back Cancel, failed, exits with 0 / one.pkg.zeldownload 4
+next, all, back, exit 0, Cancel, all, back, Cancel, exit 0 =>
+    complete! 1, installs one.pkg, finished while waiting for user input, back Cancel, gone, complete! 2, installs two.pkg, back Cancel, [Finish],
+    gone / one.pkg 8, two.pkg 8
+next, all, back, kill -SEGV $$, Cancel, Ok, all, back, Cancel, exit 0 =>
+    complete! 1, installs one.pkg, finished while waiting for user input, back Cancel, installerFailed code: 11 Ok, gone, complete! 2, installs two.pkg,
+    back Cancel, [Finish], gone / one.pkg 8, two.pkg 8
+next, all, back, Ok, exit 0, next, all, back, Cancel, exit 0, all, exit 0 =>
+    complete! 1, installs one.pkg, back Ok, [Back Next], gone, complete! 1, installs one-1.pkg, back Cancel, gone, complete! 2, installs two.pkg, [Finish],
+    gone / one-1.pkg 8, one.pkg 8, two.pkg 8
+next, all, back, kill -SEGV $$, Ok, Ok, close =>
+    complete! 1, installs one.pkg, finished while waiting for user input, back Ok, installerFailed code: 11 Ok, [Back Next], gone, [closed],
+    exits with 0 / one.pkg 8
+next, all, back, Ok, close, exit 0 =>
+    complete! 1, installs one.pkg, back Ok, [closed], gone, exits with 0 / one.pkg 8
+next, all, close, kill -SEGV $$ =>
+    complete! 1, installs one.pkg, [closed], gone, exits with 0 / one.pkg 8
+next, all, quit, exit 0 =>
+    complete! 1, installs one.pkg, [closed], [stays], gone, exits with 0 / one.pkg 8
+next, exit 1, exit 255 | +Tools & Toys 21.0.pkg, +two.pkg =>
+    complete! 0, installs Tools & Toys 21.0.pkg, gone, complete! 1, installs two.pkg, [Finish], gone / Tools & Toys 21.0.pkg 8, two.pkg 8
+next, exit 0 | +first.PKG, +first.pkg.zip, +firstpkg, +two.pkg =>
+    complete! 0, Not running installer on first.PKG, complete! 1, Not running installer on first.pkg.zip, complete! 2, Not running installer on firstpkg,
+    complete! 3, installs two.pkg, [Finish], gone / first.PKG 8, first.pkg.zip 8, firstpkg 8, two.pkg 8
+next | +guide.pdf =>
+    complete! 0, Not running installer on guide.pdf, [Finish] / guide.pdf 8
+next, back, later, close | +guide.pdf =>
+    complete! 0, Not running installer on guide.pdf, [Back Next], [closed], exits with 0 / guide.pdf 8
+switched off, next | +one.pkg, +two.pkg =>
+    complete! 0, Set to not run installers, skipping Label of one.pkg, complete! 1, Set to not run installers, skipping Label of two.pkg,
+    [Finish] / one.pkg 8, two.pkg 8
+no PATH, next, Ok, Ok | +one.pkg, +two.pkg =>
+    complete! 0, installs one.pkg, installerNotStarted Ok, abandoned, complete! 1, installs two.pkg, installerNotStarted Ok, abandoned, [Finish],
+    in fact:  / one.pkg 8, two.pkg 8
+no PATH, next, back, fails, PATH, Cancel, Ok, exit 0 | +one.pkg, +two.pkg =>
+    complete! 0, installs one.pkg, back Cancel, installerNotStarted Ok, abandoned, complete! 1, installs two.pkg, [Finish], gone,
+    in fact: installs two.pkg / one.pkg 8, two.pkg 8
+no PATH, next, close, fails | +one.pkg, +two.pkg =>
+    complete! 0, installs one.pkg, [closed], abandoned, in fact: , exits with 0 / one.pkg 8, two.pkg 8
+next, close, read; printf 'half\n"done"\n', printf "oh$QT_NO_GLIB\0dear" >&2, exit 0 | +one.pkg, +two.pkg =>
+    installs one.pkg, moves to state 1, moves to state 2, starts, installer stdout: half\n\done\\n, installer stderr: oh\0dear, moves to state 0,
+    finished 0 0, calling delete on installer process object, gone, exits with 0 / one.pkg 8, two.pkg 8
+next, all, exit 0, missing, Retry, missing, Ignore, exit 0, all, exit 0, missing, Ignore | one.pkg, gone.pkg, +two.pkg, three.pkg, none.pkg =>
+    Welcome!, Selection, Doing assay..., Assay completed, Chose 6 to download, There are 0 hidden, selectionIssues Ok, Manifest:,
+    left.pkg zel: true url: QUrl(/left.pkg) buildid: 1, building a list with QList(0, 1, 2, 3, 4, 5, Adding left.pkg with label Label of left.pkg,
+    Download/Installing, We have enough space to continue. Needed 80b, Download, overall 0, overall 100, bar Downloading Label of one.pkg... 8 8b/8b,
+    complete! 1, installs one.pkg, overall 200, overall 300, bar Downloading Label of gone.pkg... 4 4b/4b, failed, shown with -1, downloadFailed Retry,
+    Requesting retry after a failed download, overall 200, overall 300, bar Downloading Label of gone.pkg... 4 4b/4b, failed, shown with -1,
+    downloadFailed Ignore, overall 400, complete! 2, installs two.pkg, overall 600, overall 700, bar Downloading Label of three.pkg... 8 8b/8b, complete! 4,
+    installs three.pkg, overall 800, overall 900, bar Downloading Label of none.pkg... 4 4b/4b, failed, shown with -1, downloadFailed Ignore, overall done,
+    Finished! / gone-1.pkg.zeldownload 4, gone.pkg.zeldownload 4, none.pkg.zeldownload 4, one.pkg 8, three.pkg 8, two.pkg 8
+)";
 
 } // namespace
 
-// Two packages are fetched, one is on disk, and two are not on the server.
-void tst_download::worksThroughTheQueue() {
-    ZelTestWizard wizard;
-    ZelVendor vendor;
-    QVERIFY(vendor.start());
-    QByteArrayList products;
-    const QStringList names{"one.pkg", "gone.pkg", "two.pkg", "three.pkg", "none.pkg"};
-    products << product("left.pkg", vendor.packageUrl("left.pkg").toString());
-    for (const QString& name : names) {
-        products << product(name, vendor.packageUrl(name).toString());
-        wizard.tellInstaller("exit 0");
-    }
-    const QByteArray one = vendor.addPackage("one.pkg", size);
-    vendor.addPackage("three.pkg", size);
-    zelWriteFile(wizard.downloads.filePath("two.pkg"), QByteArray(size, '2'));
-    wizard.offer(products);
-    wizard.boxes.answers["downloadFailed"] = {QMessageBox::Retry, QMessageBox::Ignore};
-
-    QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
-    const auto* status = wizard.find<QLabel>("downloadStatus");
-    const auto* bytes = wizard.find<QLabel>("byteCount");
-    const auto* bar = wizard.find<QProgressBar>("productProgress");
-    QCOMPARE(status->text(), "Download/Installing");
-    wizard.toggle(0);
-    QList<int> overall;
-    QStringList shown;
-    connect(wizard.find<QProgressBar>("overallProgress"), &QProgressBar::valueChanged, status,
-            [&](int value) { overall << value; });
-    connect(bar, &QProgressBar::valueChanged, status, [&](int value) {
-        shown << status->text() + QString(" %1 ").arg(value) + bytes->text();
-    });
-    wizard.boxes.onShow = [&](QMessageBox&) {
-        QCOMPARE(bytes->text(), "");
-        QCOMPARE(bar->value(), -1);
+void tst_download::queue() {
+    const auto run = [&](const QStringList& in) {
+        // Of each kind of line in the log that is the wizard's, once all.
+        const char* kept =
+            R"(\[|message box .[bdi]|Download .|Set|Not running (?!as)|process|.* while )";
+        if (in[0].contains("printf"))
+            kept = "message box .[bdi]|[Ii]nstaller |process|calling|Finished";
+        else if (in[0].contains("missing"))
+            kept = "Welc|Sel|Do|Assay|Chos|There|mes|Man|left|buil|Adding  "
+                   ".l|We|over|bar|shown|Requ|Fin";
+        return Queue(in.value(1, "one.pkg, two.pkg")).play(in[0], kept);
     };
-    const QSignalSpy completed(wizard.window->page(ZelMainWindow::Download),
-                               &QWizardPage::completeChanged);
-    QVERIFY(wizard.startQueue());
-    QTRY_COMPARE(wizard.page(), ZelMainWindow::Finished);
-    QCOMPARE(completed.size(), 1);
-
-    // A fifth each, half of it for the transfer, be it of an error's text. What is on disk has
-    // none.
-    QCOMPARE(overall, QList({0, 100, 200, 300, 200, 300, 400, 600, 700, 800, 900}));
-    QCOMPARE(shown, QStringList({"Downloading Label of one.pkg... 30 30b/30b",
-                                 "Downloading Label of gone.pkg... 26 26b/26b",
-                                 "Downloading Label of gone.pkg... 26 26b/26b",
-                                 "Downloading Label of three.pkg... 30 30b/30b",
-                                 "Downloading Label of none.pkg... 26 26b/26b"}));
-    QCOMPARE(bytes->text(), "");
-    const QStringList good{"one.pkg", "two.pkg", "three.pkg"};
-    QCOMPARE(wizard.installed(), good);
-    QCOMPARE(contentsOf(wizard.downloads.filePath("one.pkg")), one);
-    QCOMPARE(contentsOf(wizard.downloads.filePath("two.pkg")), QByteArray(size, '2'));
-    QCOMPARE(wizard.downloads.entryList({"*.pkg"}).size(), 3);
-    QCOMPARE(vendor.requests,
-             QStringList({"/packages/one.pkg", "/packages/gone.pkg", "/packages/gone.pkg",
-                          "/packages/three.pkg", "/packages/none.pkg"}));
-    QCOMPARE(wizard.boxes.names(), QStringList(3, "downloadFailed"));
-
-    static const QRegularExpression ours(
-        "^(Welc|Sel|Doi|Assay|Chos|Ther|mes|Man|\"left|bui|Add|We|Do|Re|Fin)");
-    static const QRegularExpression varying("127[^\"]*|[0-9.]+GB| \"Click.*");
-    QStringList course;
-    QStringList kinds;
-    for (QString line : ZelLogCapture::lines().filter(ours)) {
-        if (!kinds.contains(line.section(' ', 0, 1)))
-            course << line.replace(varying, "N");
-        kinds << line.section(' ', 0, 1);
-    }
-    QCOMPARE(course, QString(courseOfTheLog).trimmed().split('\n'));
+    zelCheckTable(QString(courses).replace("\n    ", " "), run);
 }
 
 // During the second of three products; each has a share of 333, the transfer half of that. From the
 // bytes received and their total to the overall value, what is shown, and the end of the product's
 // bar.
 void tst_download::progress() {
-    ZelTestWizard wizard;
-    ZelServer server;
-    zelWriteFile(wizard.downloads.filePath("guide.pdf"), QByteArray(size, '1'));
-    wizard.offer({product("guide.pdf", server.url("none")), product("two", server.url("two")),
-                  product("three", server.url("three"))});
-    QVERIFY(wizard.startQueue());
-    QTRY_COMPARE(server.requests, QStringList{"/two"});
-    const auto* bar = wizard.find<QProgressBar>("productProgress");
+    Queue queue("+guide.pdf, two.pkg, three.pkg");
+    queue.walkTo(ZelMainWindow::Download);
+    QTRY_COMPARE(queue.server.requests, QStringList{"/two.pkg"});
+    const auto* bar = queue.find<QProgressBar>("productProgress");
     const auto run = [&](const QStringList& in) {
-        QMetaObject::invokeMethod(wizard.window->currentPage(), "downloadProgress",
+        QMetaObject::invokeMethod(queue.window->currentPage(), "downloadProgress",
                                   Q_ARG(qint64, in[0].toLongLong()),
                                   Q_ARG(qint64, in[1].toLongLong()));
-        return QString("%1 %2 %3")
-                   .arg(wizard.find<QProgressBar>("overallProgress")->value())
-                   .arg(wizard.find<QLabel>("byteCount")->text())
-                   .arg(bar->maximum()) +
-               (bar->isTextVisible() ? "" : " without words");
+        return QString("%1 %2 %3..%4 %5")
+            .arg(queue.find<QProgressBar>("overallProgress")->value())
+            .arg(queue.find<QLabel>("byteCount")->text())
+            .arg(bar->minimum())
+            .arg(bar->maximum())
+            .arg(bar->isTextVisible() ? QString::number(bar->value()) : "without words");
     };
-    zelCheckTable(R"(1000 | 2000 => 416 1000b/1.953KB 2000
-        2000 | 2000 => 499 1.953KB/1.953KB 2000
-        1 | -1 => 167 1b/-1b -1 without words
-        0 | 0 => 333 0b/0b 0 without words
-        4294968296 | 8589936592 => 416 4.000GB/8.000GB 2000
-        1500 | 2000 => 457 1.465KB/1.953KB 2000)",
+    zelCheckTable(R"(1000 | 2000 => 416 1000b/1.953KB 0..2000 1000
+        2000 | 2000 => 499 1.953KB/1.953KB 0..2000 2000
+        1 | -1 => 167 1b/-1b -1..-1 without words
+        0 | 0 => 333 0b/0b 0..0 without words
+        4294968296 | 8589936592 => 416 4.000GB/8.000GB 0..2000 1000
+        1500 | 2000 => 457 1.465KB/1.953KB 0..2000 1500)",
                   run);
-    QCOMPARE(bar->minimum(), 0);
-    QCOMPARE(bar->value(), 1500);
 }
 
 // From the numbers of the pictures there are to the turns they take; 0 is none.
 void tst_download::picturesTakeTurns() {
-    const auto run = [](const QStringList& in) {
+    qint64 interval = 5000; // ms; the shortest, since the machine may be busy
+    const auto run = [&](const QStringList& in) {
         ZelTestWizard wizard;
         for (const QString& number : in[1].split(' '))
             wizard.addPicture("whileUWait-" + number + ".png", QColor(number.toInt(), 0, 0));
+        QElapsedTimer timer;
+        timer.start();
         wizard.walkTo(ZelMainWindow::Welcome);
+        const auto red = [](const QPixmap& picture) {
+            return picture.isNull() ? 0 : picture.toImage().pixelColor(8, 8).red();
+        };
         const auto* label = wizard.find<QLabel>("whileUWait");
+        auto* page = qobject_cast<ZelDownload*>(wizard.window->page(ZelMainWindow::Download));
         const int first = red(label->pixmap());
         QStringList turns{QString::number(first)};
         while (turns.size() < 6)
-            turns << QString::number(
-                red(qobject_cast<ZelDownload*>(wizard.window->page(ZelMainWindow::Download))
-                        ->nextWUWPixmap()));
-        if (!QTest::qWaitFor([&] { return red(label->pixmap()) != first; }))
-            return QString("the pictures do not change by themselves");
+            turns << QString::number(red(page->nextWUWPixmap()));
+        if (QTest::qWaitFor([&] { return red(label->pixmap()) != first; }))
+            interval = std::min(interval, timer.elapsed());
         return turns.join(' ');
     };
     zelCheckTable(R"(gaps are skipped | 1 3 4 18 => 1 3 4 18 1 3
@@ -183,6 +325,7 @@ void tst_download::picturesTakeTurns() {
         gaps beyond 19 are not | 1 19 20 22 => 1 19 20 1 19 20
         no first picture | 2 3 => 2 3 0 2 3 0)",
                   run);
+    QVERIFY2(interval > 90 && interval < 900, qPrintable(QString::number(interval)));
 }
 
 ZEL_TEST_MAIN(tst_download)

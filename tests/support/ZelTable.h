@@ -12,6 +12,7 @@ inline void zelCheckTable(const QString& table, const std::function<QString(QStr
         QStringList cells;
         for (const QString& cell : (input + ' ').split(" | "))
             cells << cell.trimmed();
-        QCOMPARE((input + "=> " + run(cells)).trimmed(), line.trimmed());
+        const QString found = (input + "=> " + run(cells)).trimmed();
+        QVERIFY2(found == line.trimmed(), qPrintable("\n" + found + "\nis not\n" + line.trimmed()));
     }
 }
