@@ -1,4 +1,5 @@
 #include "app/ZelBuildConfig.h"
+#include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
 #include <QLineEdit>
@@ -12,7 +13,6 @@ class tst_account : public QObject {
 private slots:
     void startsOnTheSignUpButton();
     void bothFieldsLeadOn();
-    void entriesReachTheApplication_data();
     void entriesReachTheApplication();
     void advancedTogglesTheProxyField();
     void followsADesktopThatTurnsDark();
@@ -82,37 +82,36 @@ void tst_account::bothFieldsLeadOn() {
     }
 }
 
-void tst_account::entriesReachTheApplication_data() {
-    QTest::addColumn<QString>("inForce"); // the proxy afterwards
-    QTest::newRow("proxy.example:3128") << "proxy.example 3128";
-    QTest::newRow("proxy.example:http") << "proxy.example 0";
-    QTest::newRow("proxy.example:") << "proxy.example 0";
-    QTest::newRow("proxy.example:0x50") << "proxy.example 0";
-    QTest::newRow("proxy.example:65616") << "proxy.example 80";
-    QTest::newRow("") << "earlier.example 1080";
-    QTest::newRow("proxy.example ") << "earlier.example 1080";
-    QTest::newRow("http://proxy.example:3128") << "earlier.example 1080";
-}
-
+// From what is entered as proxy ("_" is a blank) to the one in force after an earlier one.
 void tst_account::entriesReachTheApplication() {
-    ZelApp* app = ZelApp::instance();
-    app->user = app->password = "from the command line";
-    SignIn page;
-    page.type("proxy", "earlier.example:1080");
-    QVERIFY(page.walkTo(ZelMainWindow::Selection));
-    page.press(QWizard::BackButton);
-    page.type("userName", " Ann & Bob ");
-    page.type("password", "p&ss: word");
-    page.type("proxy", QTest::currentDataTag());
-    QVERIFY(page.walkTo(ZelMainWindow::Selection));
-
-    QCOMPARE(app->user, " Ann & Bob ");
-    QCOMPARE(app->password, "p&ss: word");
-    QVERIFY2(!ZelLogCapture::contains(app->password), "the log holds the password");
-    QCOMPARE(app->proxy, QTest::currentDataTag());
-    const QNetworkProxy proxy = app->getNetworkManager()->proxy();
-    QCOMPARE(proxy.type(), QNetworkProxy::HttpProxy);
-    QTEST(QString("%1 %2").arg(proxy.hostName()).arg(proxy.port()), "inForce");
+    const auto run = [](const QStringList& in) {
+        const QStringList entries{" Ann & Bob ", "p&ss: word", QString(in[0]).replace('_', ' ')};
+        ZelApp* app = ZelApp::instance();
+        app->user = app->password = "from the command line";
+        SignIn page;
+        page.type("proxy", "earlier.example:1080");
+        page.walkTo(ZelMainWindow::Selection);
+        page.press(QWizard::BackButton);
+        page.type("userName", entries[0]);
+        page.type("password", entries[1]);
+        page.type("proxy", entries[2]);
+        const bool goesOn = page.walkTo(ZelMainWindow::Selection);
+        const QNetworkProxy proxy = app->getNetworkManager()->proxy();
+        const bool same = QStringList{app->user, app->password, app->proxy} == entries;
+        return QString("%1 %2").arg(proxy.hostName()).arg(proxy.port()) +
+               (proxy.type() == QNetworkProxy::HttpProxy ? "" : " of another kind") +
+               (same && goesOn ? "" : ", other entries, or stays") +
+               (ZelLogCapture::contains(app->password) ? ", and the log has the password" : "");
+    };
+    zelCheckTable(R"(proxy.example:3128 => proxy.example 3128
+        proxy.example:http => proxy.example 0
+        proxy.example: => proxy.example 0
+        proxy.example:0x50 => proxy.example 0
+        proxy.example:65616 => proxy.example 80
+        http://proxy.example:3128 => earlier.example 1080
+        proxy.example_ => earlier.example 1080
+        => earlier.example 1080)",
+                  run);
 }
 
 void tst_account::advancedTogglesTheProxyField() {

@@ -113,6 +113,7 @@ void tst_window::growsForALongText() {
     auto* status = wizard.find<QLabel>("downloadStatus");
     status->setText(QString("A long label. ").repeated(50));
     QTRY_VERIFY(wizard.window->height() > size.height());
+    QCOMPARE(status->textFormat(), Qt::PlainText);
     QVERIFY(status->height() >= status->heightForWidth(status->width()));
     status->setText("Short");
     QTRY_COMPARE(wizard.window->size(), size);
