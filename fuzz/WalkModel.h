@@ -1,6 +1,5 @@
 #pragma once
 
-#include "app/ZelApp.h"
 #include "drive/ZelSandbox.h"
 
 #include <QLabel>
@@ -9,39 +8,24 @@
 #include <QSet>
 #include <cstdlib>
 
-// What must hold, whatever happens to the wizard. It hears what the wizard hears, from the
-// application object, the log and the boxes, keeps a small copy of the download page and looks
-// whether the real one is the same.
-class WalkModel : public QObject {
+// A wizard, and what must hold whatever happens to it. The log tells which product has its turn and
+// whether its installer runs; what the page has to show follows from that and from what is seen.
+class WalkModel : public ZelSandbox {
 public:
-    static constexpr qint64 packageSize = 1000; // as manifests have it
-    static constexpr char password[] = "pa55word";
-    QSet<QByteArray> whole;               // what servers sent as whole packages
-    QHash<QString, QByteArray> strangers; // files that the program did not make
-    QStringList events;                   // so far
-    bool installing = false;              // an installer started
-
-    // Made before there is a page, it hears of the end of a transfer first.
-    explicit WalkModel(ZelSandbox& sandbox) : wizard(sandbox) {
-        const ZelApp* app = ZelApp::instance();
-        connect(app, qOverload<int>(&ZelApp::finishedDownload), this, [this] { ended(Between); });
-        connect(app, &ZelApp::failedDownload, this, [this] { ended(Failed); });
-    }
-
     // Ends the process with a finding unless it holds.
-    void require(bool holds, const QString& what) const {
+    static void require(bool holds, const QString& what) {
         if (holds)
             return;
-        std::fprintf(stderr, "walk: %s\nafter %s\n", qPrintable(what),
-                     qPrintable(events.join(", ")));
+        std::fprintf(stderr, "walk: %s\n", qPrintable(what));
         std::abort();
     }
 
+protected:
     static QMessageBox* box() {
         return qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
     }
 
-    // The requests without an end yet, for packages or for manifests.
+    // How many requests have no end yet: for packages, or for manifests.
     static qsizetype requests(bool packages) {
         const auto replies =
             ZelApp::instance()->getNetworkManager()->findChildren<QNetworkReply*>();
@@ -50,163 +34,122 @@ public:
         });
     }
 
-    // Whether the next step waits for nothing but a timer.
-    bool isBetween() const { return state == Between && !box(); }
+    bool isOnPage() const { return page() == ZelMainWindow::Download && window->isVisible(); }
 
-    // Whether the user can do something that has an effect.
+    // Whether the next step waits for nothing but a timer.
+    bool isBetween() const { return isOnPage() && !box() && !installing && !requests(true); }
+
+    // Whether the user is asked or can go on. Back alone leads on nowhere.
     bool canAct() const {
-        const auto can = [this](QWizard::WizardButton which) {
-            const QAbstractButton* button = wizard.window->button(which);
-            return button->isVisible() && button->isEnabled();
-        };
-        return box() || (wizard.page() != ZelMainWindow::Download &&
-                         (can(QWizard::BackButton) || can(QWizard::NextButton) ||
-                          can(QWizard::FinishButton)));
+        return box() ||
+               (page() == ZelMainWindow::Selection ? find<QAbstractButton>("showAll")->isEnabled()
+                                                   : page() != ZelMainWindow::Download);
     }
 
-    // A request reached the server that asks for its certificate.
-    void reachedTls() const { require(accepted, "nobody accepted the certificate"); }
-
     // Looked at after every event.
-    void check() const {
-        const qsizetype busy = requests(true) + (installing ? 1 : 0);
-        require(busy <= 1, "more than one transfer or installer");
-        require(busy == 0 || state == Downloading || state == Installing,
+    void check() {
+        const qsizetype transfers = requests(true);
+        require(transfers + (installing ? 1 : 0) <= 1, "more than one transfer or installer");
+        require(isOnPage() || window->isHidden() || (!transfers && !installing),
                 "work that nobody waits for");
-        for (const QFileInfo& info : wizard.downloads.entryInfoList(QDir::Files)) {
+        for (const QFileInfo& info : downloads.entryInfoList(QDir::Files)) {
             QFile file(info.filePath());
             if (info.suffix() == "zeldownload" || !file.open(QIODevice::ReadOnly))
                 continue;
             const QByteArray bytes = file.readAll();
-            require(strangers.contains(info.fileName()) ? strangers[info.fileName()] == bytes
-                                                        : whole.contains(bytes),
+            require(files.value(info.fileName(), bytes) == bytes, "a whole file was changed");
+            require(files.contains(info.fileName()) || whole.contains(bytes),
                     "a file that was never sent so has a final name");
+            files[info.fileName()] = bytes;
         }
-        if (wizard.page() != ZelMainWindow::Download || wizard.window->isHidden())
+        require(box() || window->isHidden() ||
+                    window->button(QWizard::CustomButton1)->isVisible() == isOnPage(),
+                "a button is another page's");
+        if (!isOnPage() || box())
             return;
 
-        const bool nextIsEnabled = wizard.window->button(QWizard::NextButton)->isEnabled();
-        require(box() || nextIsEnabled == (state == Idle), "Next is enabled out of turn");
-        if (state == Idle)
-            return;
-        const QString status = wizard.find<QLabel>("downloadStatus")->text();
-        require((state != Downloading || status == "Downloading " + product().label() + "...") &&
-                    (state != Installing || status == "Installing " + product().label() + "..."),
+        const int count = int(ZelApp::instance()->downloadList.size());
+        require(!window->button(QWizard::NextButton)->isEnabled() ||
+                    (over && position + 1 == count),
+                "Next is enabled out of turn");
+        const QString doing = installing ? "Installing " : "Downloading ";
+        require((!transfers && !installing) ||
+                    find<QLabel>("downloadStatus")->text() == doing + product().label() + "...",
                 "the status tells of something else");
-        const auto* bar = wizard.find<QProgressBar>("productProgress");
-        require(state == Downloading ||
-                    (state == Installing ? bar->minimum() == 0 && bar->maximum() == 0
+        const auto* bar = find<QProgressBar>("productProgress");
+        require(transfers || (installing ? bar->minimum() == 0 && bar->maximum() == 0
                                          : bar->value() < bar->minimum()),
                 "the bar shows something else");
-        require(state == Downloading || wizard.find<QLabel>("byteCount")->text().isEmpty(),
+        require(transfers || find<QLabel>("byteCount")->text().isEmpty(),
                 "the byte count is of what is over");
-        const int share = 1000 / int(ZelApp::instance()->downloadList.size());
-        require(wizard.find<QProgressBar>("overallProgress")->value() <=
-                    share * position + share / 2,
-                "the overall bar is ahead");
+        const int share = 1000 / count;
+        const int overall = find<QProgressBar>("overallProgress")->value();
+        require(share * std::max(position, 0) <= overall &&
+                    overall <= share * position + (over ? share : share / 2),
+                "the overall bar is elsewhere");
     }
 
     // Every message of the program and of the toolkit.
     void logged(QtMsgType type, const char* category, const QString& message) {
-        // What the program may warn of; that there is no profiler, on purpose; what the platform
-        // without a screen says; a reply aborted just when its connection failed in its thread.
+        // What the program may warn of; what the platform without a screen says; a reply aborted
+        // just when its connection failed in its thread.
         static const QRegularExpression allowed(
-            "^(Couldn't finalize download|Fatal error on line|QProcess::start: program not set|"
-            "This plugin does not support|QNetworkReplyImplPrivate::error: Internal problem)");
+            "^(Couldn't finalize download|Fatal error on line|This plugin does not support|"
+            "QNetworkReplyImplPrivate::error: Internal problem)");
+        static const QRegularExpression impossible(
+            "internal error|wrong reply|index out of range|nothing to do|called while|Oy!|"
+            "[Nn]o current product|no element|Already downloading|again$|but no file|"
+            "error in download reply|pa55word");
         require((type == QtDebugMsg && qstrcmp(category, "default") == 0) ||
                     allowed.match(message).hasMatch(),
                 "a message that is not to be: " + message);
-        require(!message.contains("internal error"), message);
-        require(!message.contains(password), "the password is in the log");
+        require(!impossible.match(message).hasMatch(), "what is impossible: " + message);
 
         if (message == "Download") {
-            require(state == Idle, "the page is entered while it works");
-            state = Between;
-            position = 0;
-            goesBack = false;
+            position = -1;
+            over = true;
         } else if (message.startsWith("Requesting manifest from ")) {
             accepted = false;
+        } else if (message.startsWith("TLS errors of ")) {
+            accepted = message.endsWith("accepted");
         } else if (message.startsWith("downloading ")) {
-            require(state == Between && !starting && !box(), "a transfer started out of turn");
-            state = Downloading;
+            next();
+            require(message.contains('"' + product().label() + '"') && !installing && !box(),
+                    "a transfer started out of turn");
             accepted = false;
         } else if (message.startsWith("Download complete!")) {
-            require(state == Between, "a download is complete out of turn");
-            starting = ZelApp::instance()->runInstallers && product().Name.endsWith(".pkg");
-            if (!starting)
-                advance();
+            require(!over || next().downloaded, "a download is complete out of turn");
+            over = !ZelApp::instance()->runInstallers || !product().Name.endsWith(".pkg");
         } else if (message.startsWith("running installer")) {
-            require(starting && !installing && !box(), "an installer started out of turn");
-            starting = false;
+            require(!over && !installing && !box() && !requests(true),
+                    "an installer started out of turn");
             installing = true;
-            state = Installing;
-        } else if (message.startsWith("Installer finished ") && !asksToGoBack() &&
-                   (message.endsWith(" 0") || wizard.window->isHidden())) {
-            installerEnded(); // one that crashed is told of first
         } else if (message.startsWith("process object ")) {
             installing = false;
+            over = true;
+        } else if (message.startsWith("message box \"downloadFailed\" answered QMessageBox::Ig")) {
+            over = true;
         }
     }
 
-    void boxClosed(const QString& name, QMessageBox::StandardButton answer) {
-        const State meanwhile = std::exchange(held, Idle);
-        if (name == "sslErrors") {
-            accepted = answer == QMessageBox::Ok;
-        } else if (name == "downloadFailed") {
-            require(state == Failed, "a failure that did not happen");
-            state = Between;
-            if (answer == QMessageBox::Ignore)
-                advance();
-        } else if (name == "backDuringDownload" && answer == QMessageBox::Ok) {
-            stopped = meanwhile == Idle;
-            state = Idle;
-        } else if (name == "backDuringDownload" && meanwhile != Idle) {
-            state = meanwhile;
-        } else if (name == "backDuringInstall") {
-            goesBack = goesBack || answer == QMessageBox::Ok;
-        } else if (name == "installerFailed") {
-            installerEnded();
-        } else if (name == "installerNotStarted") {
-            advance();
-        }
-    }
+    QSet<QByteArray> whole;           // what servers have to send as a whole package
+    QHash<QString, QByteArray> files; // those with a final name, which never change
+    bool accepted = false;            // the certificate, for the reply of now
 
 private:
-    enum State { Idle, Downloading, Between, Failed, Installing };
-
-    static bool asksToGoBack() { return box() && box()->objectName().startsWith("back"); }
-
     const ZelManifestElement& product() const {
         const ZelApp* app = ZelApp::instance();
-        require(position < app->downloadList.size(), "there is no product at this position");
+        require(position >= 0 && position < app->downloadList.size(), "there is no such product");
         return app->manifest[app->downloadList[position]];
     }
 
-    // A transfer came to its end.
-    void ended(State next) {
-        if (std::exchange(stopped, false))
-            return;
-        require(state == Downloading, "a transfer ended that nobody waits for");
-        (asksToGoBack() ? held : state) = next;
+    // The product whose turn it is now.
+    const ZelManifestElement& next() {
+        position += std::exchange(over, false) ? 1 : 0;
+        return product();
     }
 
-    void installerEnded() {
-        if (goesBack)
-            state = Idle;
-        else
-            advance();
-    }
-
-    void advance() {
-        state = ++position == ZelApp::instance()->downloadList.size() ? Idle : Between;
-    }
-
-    ZelSandbox& wizard;
-    State state = Idle;
-    State held = Idle; // what the transfer came to under a dialog
-    int position = 0;
-    bool starting = false; // an installer has to come next
-    bool stopped = false;  // a transfer, whose end means nothing any more
-    bool goesBack = false; // when the installer ends
-    bool accepted = false; // the certificate, for the reply of now
+    int position = -1; // in the download list
+    bool over = true;  // with that product
+    bool installing = false;
 };

@@ -238,7 +238,7 @@ no PATH, next, back, fails, PATH, Cancel, Ok, exit 0 | +one.pkg, +two.pkg =>
     in fact: installs two.pkg / one.pkg 8, two.pkg 8
 no PATH, next, close, fails | +one.pkg, +two.pkg =>
     complete! 0, installs one.pkg, [closed], abandoned, in fact: , exits with 0 / one.pkg 8, two.pkg 8
-next, close, read; printf 'half\n"done"\n', printf "oh$QT_NO_GLIB\0dear" >&2, exit 0 | +one.pkg, +two.pkg =>
+next, close, read -r line; printf 'half\n"done"\n', printf "oh$QT_NO_GLIB\0dear" >&2, exit 0 | +one.pkg, +two.pkg =>
     installs one.pkg, moves to state 1, moves to state 2, starts, installer stdout: half\n\done\\n, installer stderr: oh\0dear, moves to state 0,
     finished 0 0, calling delete on installer process object, gone, exits with 0 / one.pkg 8, two.pkg 8
 next, all, exit 0, missing, Retry, missing, Ignore, exit 0, all, exit 0, missing, Ignore | one.pkg, gone.pkg, +two.pkg, three.pkg, none.pkg =>

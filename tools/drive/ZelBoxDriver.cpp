@@ -43,6 +43,8 @@ void ZelBoxDriver::answer(QMessageBox& box) {
                   box.defaultButton() ? box.defaultButton()->text() : QString()});
     if (onShow)
         onShow(box);
+    if (box.isHidden())
+        return;
 
     QPushButton* button = box.defaultButton();
     QList<QMessageBox::StandardButton>& wanted = answers[box.objectName()];

@@ -5,7 +5,8 @@
 ZelCertificate zelSelfSigned(const QString& folder, const QStringList& arguments) {
     const ZelCertificate made{folder + "/certificate.pem", folder + "/key.pem"};
     QProcess openssl;
-    openssl.start("openssl", QStringList{"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+    openssl.start("openssl", QStringList{"req", "-x509", "-newkey", "ec", "-pkeyopt",
+                                         "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
                                          made.key, "-out", made.certificate} +
                                  arguments);
     if (!openssl.waitForFinished(60000) || openssl.exitCode() != 0)

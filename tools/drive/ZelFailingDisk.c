@@ -15,11 +15,12 @@
     if (!real)                                                                                     \
     real = (__typeof__(&name))dlsym(RTLD_NEXT, #name)
 
-static const char* failing;
-static const char* below;
-static int left;
-static int number;
-static pid_t owner;
+// Of the thread that asked for it: the toolkit's own go on meanwhile.
+static _Thread_local const char* failing;
+static _Thread_local const char* below;
+static _Thread_local int left;
+static _Thread_local int number;
+static _Thread_local pid_t owner;
 
 void zelFailDisk(const char* call, int count, int error, const char* folder) {
     failing = call;

@@ -10,14 +10,14 @@
 
 namespace {
 
-constexpr char installerScript[] = R"(#!/bin/bash
+constexpr char installerScript[] = R"(#!/bin/sh
 here=${0%/*}
 printf '%s\n' "${0##*/} $*" >>"$here/calls"
-while read -r -u 3 command; do eval "$command"; done 3<"$here/gate"
+while read -r command <&3; do eval "$command"; done 3<"$here/gate"
 )";
 
 // Nothing but Maya, in the order of installation.
-constexpr char profilerScript[] = R"(#!/bin/bash
+constexpr char profilerScript[] = R"(#!/bin/sh
 echo '<plist version="1.0"><array><dict>'
 for version in 2014 2016 2016.5; do
     echo "<key>_name</key><string>Autodesk Maya $version Core</string>"
