@@ -40,7 +40,6 @@ QByteArray product(const QString& label, qint64 size = 4, bool eligible = true) 
 const QByteArray farmServer = product("Lumivex FarmServer 21.0");
 const QByteArray atelier = product("Lumivex Atelier 21.0 for Maya 2016.5");
 const QByteArray guide = product("Pens & Brushes");
-const QByteArray notEligible = product("Licence Manager", 4, false);
 
 // The rows, what stands in their place, what a screen reader says of them, and what else holds.
 QString look(const ZelWizardDriver& wizard) {
@@ -73,7 +72,7 @@ QString lookAfter(const ZelWizardDriver& wizard, int toggled) {
 void tst_selection::showAllAddsTheHiddenProducts() {
     ZelTestWizard wizard;
     const QString hidden = "Lumivex Atelier 21.0 for Maya 2014";
-    wizard.offer({guide, product(hidden), notEligible, atelier, farmServer});
+    wizard.offer({guide, product(hidden), product("Tools", 4, false), atelier, farmServer});
     zelWriteFile(wizard.downloads.filePath("Lumivex FarmServer 21.0.pkg"), "xar!");
     QVERIFY(wizard.walkTo(ZelMainWindow::Selection));
     QCOMPARE(wizard.said(), {});

@@ -71,7 +71,7 @@ void tst_window::everyPage() {
     back->click();
     QCOMPARE(wizard.page(), ZelMainWindow::Selection);
     QVERIFY(wizard.walkTo(ZelMainWindow::Download));
-    QVERIFY(!wizard.window->currentPage()->isComplete());
+    QVERIFY(!wizard.window->currentPage()->validatePage());
     QVERIFY(!qobject_cast<QPushButton*>(back)->autoDefault());
     QCOMPARE(back->text(), wizard.window->button(QWizard::BackButton)->text());
     QTRY_COMPARE(server.requests.size(), 2);
