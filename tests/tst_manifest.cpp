@@ -1,37 +1,56 @@
 #include "core/ZelManifestHandler.h"
+#include "core/ZelSelectionRules.h"
 #include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
+#include <QCryptographicHash>
 #include <QElapsedTimer>
 
-// Reads a document into the list; tells how that went and what the list holds then.
-static QString readInto(QList<ZelManifestElement>& list, const QString& xml) {
-    ZelManifestHandler handler(list);
-    const QByteArray document = QString(xml).replace("\\n", "\n").toUtf8();
-    QString result = handler.read(document) ? "ok" : "failed";
-    for (const ZelManifestElement& e : std::as_const(list)) {
-        const QStringList texts{e.Name, e.SimpleName, e.BuildID, e.DownloadURL.toString()};
-        result += "; " + texts.join('|') + '|' + QString::number(e.FileSize) +
-                  (e.EligibleCommunityDownload ? "|yes" : "");
-    }
-    return QString(result + (handler.successUrl ? "; done: " + handler.successUrl->path() : ""))
-        .replace('\n', "\\n");
+static QString numbers(const QList<int>& list) {
+    QString result;
+    for (int number : list)
+        result += QString::number(number) + ' ';
+    return result + '/';
 }
 
+// How a manifest is read, and what is chosen from it.
 class tst_manifest : public QObject {
     Q_OBJECT
 
 private slots:
+    // From a document to why it is refused, or what it holds. <P/> stands for a product, <E> for
+    // its eligibility, <U> for the success address.
     void documents() {
-        // <P/> stands for a product, <E> for its eligibility, <U> for the success address.
-        const auto run = [](QStringList in) {
+        QString prefixes;
+        for (int i = 0; i < 5000; ++i)
+            prefixes += QString(" xmlns:p%1='u'").arg(i);
+        const auto run = [&prefixes](const QStringList& in) {
+            QString xml = in[0].startsWith("<!") ? in[0] : "<M>" + in[0];
+            xml.replace("P/>", "ProductInfo/>").replace("U>", "ZELSuccessURL>");
+            xml.replace("E>", "EligibleCommunityDownload>").replace("\\n", "\n");
+            xml.replace("<499>", QString("<a>").repeated(499)).replace("((", QString(99999, '('));
+            xml.replace("</499>", QString("</a>").repeated(499)).replace(" PREFIXES", prefixes);
+            xml.replace("USES", QString("<a xmlns='v'/>").repeated(5000));
+            const ZelLogCapture log;
             QList<ZelManifestElement> list;
-            in[0].replace("P/>", "ProductInfo/>").replace("U>", "ZELSuccessURL>");
-            return readInto(list, "<M>" + in[0].replace("E>", "EligibleCommunityDownload>"));
+            ZelManifestHandler handler(list);
+            const bool read = handler.read(xml.toUtf8());
+            QString result = read ? "ok" : handler.problem;
+            for (const ZelManifestElement& e : std::as_const(list)) {
+                const QStringList texts{e.Name, e.SimpleName, e.BuildID, e.DownloadURL.toString()};
+                result += "; " + texts.join('|') + '|' + QString::number(e.FileSize) +
+                          (e.EligibleCommunityDownload ? "|yes" : "");
+            }
+            if (handler.successUrl)
+                result += "; done: " + handler.successUrl->path();
+            return result.replace('\n', "\\n");
         };
+        // The time that a prefix takes must not grow with their number.
+        QElapsedTimer time;
+        time.start();
         zelCheckTable(R"(<Other>text</Other></M> => ok
-            <FileSize>\n</FileSize><P/></M> => failed
-            <P/><Name>a</Name><ProductInfo><Name>b</Nam => failed; a||||0; b||||0
+            <FileSize>\n</FileSize><P/></M> => line 2, column 1: there is a field before the first product
+            <P/><Name>a</Name><ProductInfo><Name>b</Nam => line 1, column 57: unexpected end of file; a||||0; b||||0
             <a><ProductInfo x="y"/><Name lang="en">a</Name></a></M> => ok; a||||0
             <P/><FileSize>-5</FileSize></M> => ok; ||||-5
             <P/><v:BuildID xmlns:v="urn:v">07 b</v:BuildID></M> => ok; ||07 b||0
@@ -44,48 +63,25 @@ private slots:
             <P/><Name>a</Name><name>b</name>c<Name><B>d</B></Name></M> => ok; a||||0
             <P/><Name>a</Name><Name>a&amp;b<![CDATA[c]]></Name></M> => ok; a&b||||0
             <U>x</U><P/></M> => ok; ||||0
-            <P/><U>x</U><U>y</U> => failed; ||||0; done: y)",
+            <P/><U>x</U><U>y</U> => line 1, column 82: unexpected end of file; ||||0; done: y
+            <n PREFIXES><p1:P/>USES</n></M> => ok; ||||0
+            <499></499></M> => ok
+            <a><499></499></a></M> => line 1, column 1503: elements are nested too deeply
+            <!DOCTYPE M><a:M/> => ok
+            <!DOCTYPE M PUBLIC 'a' '[<' []><a:M/> => ok
+            <!DOCTYPE M [<!ELEMENT M (( => line 1, column 14: a manifest declares nothing in its document type
+            <!DOCTYPE M SYSTEM 'x' [%a;]><a:M/> => line 1, column 25: a manifest declares nothing in its document type
+            <!DOCTYPE M [<!ENTITY % p "<!ELEMENT a ">%p;(( => line 1, column 14: a manifest declares nothing in its document type
+            <!DOCTYPE M ><!DOCTYPE M [<!ENTITY a "">]><a:M/> => line 1, column 27: a manifest declares nothing in its document type
+            <!DOCTYPE M []<!ELEMENT M (( => line 1, column 15: error occurred while parsing document type definition
+            <!DOCTYPE M [><!ELEMENT M (( => line 1, column 14: error occurred while parsing document type definition)",
                       run);
-    }
-
-    void oneListForSeveral() {
-        QList<ZelManifestElement> list;
-        QTest::ignoreMessage(QtDebugMsg, "Unexpected empty manifest cdata found");
-        readInto(list, "<M><Name>a</Name></M>");
-        QTest::ignoreMessage(QtWarningMsg, "Fatal error on line 2 , column 13 : \"tag mismatch\" ");
-        readInto(list, "<M><ProductInfo/>\n  <Name>a</M>");
-        // The time that a prefix takes must not grow with their number.
-        QString prefixes;
-        for (int i = 0; i < 5000; ++i)
-            prefixes += QString(" xmlns:p%1='u'").arg(i);
-        const QString uses = QString("<a xmlns='v'/>").repeated(5000) +
-                             QString("<a>").repeated(99) + QString("</a>").repeated(99);
-        QElapsedTimer time;
-        time.start();
-        QCOMPARE(readInto(list, "<M" + prefixes + "><p1:ProductInfo/>" + uses + "</M>"),
-                 "ok; a||||0; ||||0");
         QVERIFY(time.elapsed() < 10000);
-    }
-
-    // Only a document type that declares something is refused, before anything of it is read.
-    void documentTypes() {
-        const auto run = [](QStringList in) {
-            const QString type = in[0].replace("((", QString(200000, '('));
-            QList<ZelManifestElement> list;
-            ZelManifestHandler handler(list);
-            const bool read = handler.read(("<!DOCTYPE M " + type + "><a:M/>").toUtf8());
-            return read ? QString("read") : handler.problem;
-        };
-        zelCheckTable(R"( => read
-            [ ] => read
-            PUBLIC 'a' '[<' [] => read
-            [<!ELEMENT M (( => line 1, column 14: a manifest declares nothing in its document type
-            SYSTEM 'x' [%a;] => line 1, column 25: a manifest declares nothing in its document type
-            [<!ENTITY % p "<!ELEMENT a ">%p;(( => line 1, column 14: a manifest declares nothing in its document type
-            ><!DOCTYPE M [<!ENTITY a "">] => line 1, column 27: a manifest declares nothing in its document type
-            []<!ELEMENT M (( => line 1, column 15: error occurred while parsing document type definition
-            [><!ELEMENT M (( => line 1, column 14: error occurred while parsing document type definition)",
-                      run);
+        QTest::ignoreMessage(QtDebugMsg, "Unexpected empty manifest cdata found");
+        QTest::ignoreMessage(QtWarningMsg, "Fatal error on line 2 , column 8 : \"there is a field "
+                                           "before the first product\" ");
+        QList<ZelManifestElement> none;
+        ZelManifestHandler(none).read("<M>\n<Name>a</Name></M>");
     }
 
     // From SimpleName and Name to version, build and kind.
@@ -115,6 +111,69 @@ private slots:
                       run);
         QCOMPARE(log.lines().last(),
                  QString("Product with no version \"Lumivex farmserver 09.5\""));
+    }
+
+    // From records "label:build" and installed products "name:version:build" to what is chosen,
+    // what is hidden, and the second word of each issue. One digest holds all texts.
+    void rules() {
+        QStringList texts;
+        const auto run = [&texts](QStringList in) {
+            in.replaceInStrings("S:", "Lumivex FarmServer 21.0:");
+            in.replaceInStrings("T", "Lumivex Atelier 21.0 for Maya ");
+            QList<ZelManifestElement> manifest;
+            for (const QString& record : in[0].split(", ")) {
+                ZelManifestElement& element = manifest.emplace_back();
+                element.Name = record.left(1);
+                element.SimpleName = record.section(':', 0, 0);
+                element.BuildID = record.section(':', 1, 1);
+                element.EligibleCommunityDownload = !record.endsWith("barred");
+                element.DownloadURL =
+                    QUrl(record.endsWith("nowhere") ? "http://[" : "http://localhost/p");
+            }
+            ZelMachineAssay assay;
+            for (const QString& product : in[1].split(", "))
+                assay.products << ZelProductHash{{"ProductName", product.section(':', 0, 0)},
+                                                 {"Version", product.section(':', 1, 1)},
+                                                 {"BuildId", product.section(':', 2)}};
+            ZelOffer offer;
+            QStringList issues;
+            ZelChooseDownloads(manifest, assay, offer, issues);
+            QString result = numbers(offer.chosen) + numbers(offer.hidden);
+            for (const QString& issue : std::as_const(issues)) {
+                texts << issue;
+                result += ' ' + issue.section(' ', 1, 1);
+            }
+            return result;
+        };
+        const ZelLogCapture log;
+        zelCheckTable(R"(Notes:1 | => 0 // Corvane installations
+            S:100 | => 0 // installations
+            S:100 | S:21.0:100 => /0 / current installations
+            S:100 | S:21.0:101 => /0 / current installations
+            S:100 | S:21.0:99, Lumivex Atelier 21.0:21.0:101 => 0 // installations
+            S:100, Lumivex FarmServer 19.5:90 | S:21.0:999 => 1 /0 / installations
+            S:100, farmserver 22.0:1, FarmServer:1 | S:21.5:999 => 0 1 /2 / installations
+            V:1, S:100, Lumivex Atelier 21.0:1, N:1, T2014:9 | Maya:2014 => 1 4 0 2 3 //
+            S:100:nowhere, T2014:1:barred, A:1:nowhere, B:1:barred, C:1 | Maya:2014 => 0 1 4 //
+            S:100, T2012:100 | Maya:2012, Maya:2014, Maya:2016.5 => 0 1 //
+            S:100, T2014:100, T2015:100 | Maya:2014, Maya:2015 => 0 2 /1 /
+            S:100, T2014:100 | Maya:2010, Maya:2014.5 => 0 /1 / supported
+            S:100, T2014.5:100, T20145:1 | Maya:2014 => 0 2 /1 /
+            S:100, T2014.5:100 | Maya:2014 => 0 /1 / supported
+            S:100, Maya Atelier 21.0 2014:1 | Maya:2014 => 0 1 // supported
+            S:100, lumivex atelier 21.0 maya 2014:1, Maya 2014 21.0:1 | Maya:2014 => 0 1 2 // supported
+            S:100, T2014-5:100 | Maya:2014.5 => 0 1 //
+            S:100, T2014:100 | Maya:2014, T2014:21.0:99 => 0 1 //
+            S:100, T2014:100 | Maya:2014, T2014:21.0:100 => 0 /1 / current
+            S:100, T2014:100 | Maya:2014, T2014:20.5:999 => 0 1 //
+            S:100, Lumivex Atelier 20.5 for Maya 2014:9 | Maya:2014, T2014:20.5:99 => 0 1 //
+            S:100, T2014:100, T2015:1 | Maya:2015, Maya:2014, T2015:21.0:5 => 0 /1 2 / current
+            T2014:100 | Maya:2014, T2014:20.5:101 => /0 / Corvane current)",
+                      run);
+        const QByteArray lines = (texts + log.lines()).join('\n').toUtf8();
+        const QByteArray digest = QCryptographicHash::hash(lines, QCryptographicHash::Sha1).toHex();
+        QVERIFY2(digest == "855874b20a7058d6f586a7f8c25015eed4eca9f5",
+                 (digest + '\n' + lines).constData());
     }
 };
 

@@ -37,6 +37,25 @@ public:
     void addPicture(const QString& name, const QColor& color) const;
 };
 
+// Fills the test data with the table below a heading of docs/weather.md, which says what a user
+// meets in each weather: rows named by their weather, and a column "expected" with the other cells,
+// joined with " | ". A row that is wrong there fails, and a new one is a new test.
+void zelWeatherRows(const QString& heading);
+
+// The ready scenario of a weather, as an option of the vendor server; none when it needs none.
+QStringList zelScenario(const QString& weather);
+
+// A free TCP port on the loopback address.
+quint16 zelFreePort();
+
+// What becomes of the request for a manifest or a package that `start` makes: "goes on", or why
+// not. Until then `meanwhile` is called over and over.
+QString zelOutcomeOf(
+    const std::function<void()>& start, const std::function<void()>& meanwhile = [] {});
+
+// Makes a package of this address the only one on offer, and starts its transfer.
+QNetworkReply* zelDownload(const QUrl& url);
+
 // Runs a test class inside the real application object, off-screen, with a home directory of its
 // own. Tests empty the folder for packages: it must never be the system's temporary one.
 template<typename Test> int zelRunTest(int argc, char** argv) {
