@@ -117,6 +117,7 @@ protected:
             require(message.contains('"' + product().label() + '"') && !installing && !box(),
                     "a transfer started out of turn");
             accepted = false;
+            tried = true;
         } else if (message.startsWith("Download complete!")) {
             require(!over || next().downloaded, "a download is complete out of turn");
             over = !ZelApp::instance()->runInstallers || !product().Name.endsWith(".pkg");
@@ -127,8 +128,9 @@ protected:
         } else if (message.startsWith("process object ")) {
             installing = false;
             over = true;
-        } else if (message.startsWith("message box \"downloadFailed\" answered QMessageBox::Ig")) {
-            over = true;
+        } else if (message.startsWith("message box \"downloadFailed\" answered")) {
+            require(std::exchange(tried, false), "a failure that did not happen");
+            over = message.contains("answered QMessageBox::Ignore");
         }
     }
 
@@ -149,7 +151,8 @@ private:
         return product();
     }
 
-    int position = -1; // in the download list
-    bool over = true;  // with that product
+    int position = -1;  // in the download list
+    bool over = true;   // with that product
+    bool tried = false; // to get it
     bool installing = false;
 };
