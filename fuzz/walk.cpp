@@ -15,8 +15,8 @@
 #include <QTimer>
 #include <cerrno>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
-#include <filesystem>
 #include <random>
 #include <sched.h>
 #include <unistd.h>
@@ -67,10 +67,13 @@ private:
 
 // Whether the toolkit's own threads have nothing to do.
 bool othersSleep() {
+    static DIR* const tasks = opendir("/proc/self/task");
     bool busy = false;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    rewinddir(tasks);
+    while (const dirent* task = readdir(tasks)) {
         char stat[100] = {};
-        const int file = open((task.path() / "stat").c_str(), O_RDONLY);
+        const std::string name = std::string(task->d_name) + "/stat";
+        const int file = openat(dirfd(tasks), name.c_str(), O_RDONLY);
         if (read(file, stat, sizeof stat - 1) > 0 && strstr(stat, ") R ") && atoi(stat) != getpid())
             busy = true;
         close(file);
