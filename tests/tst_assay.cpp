@@ -1,6 +1,5 @@
 #include "core/ZelMachineAssay.h"
 #include "core/ZelRendererBanner.h"
-#include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
 #include <csignal>

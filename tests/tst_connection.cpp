@@ -1,7 +1,6 @@
 #include "core/ZelProxyText.h"
 #include "core/ZelTexts.h"
 #include "drive/ZelTunnelProxy.h"
-#include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
 #include <QNetworkAccessManager>
@@ -31,9 +30,6 @@ class tst_connection : public QObject {
     const QSslError leaf{QSslError::SelfSignedCertificate};
     const QSslError inChain{QSslError::SelfSignedCertificateInChain};
     QTemporaryDir folder; // the authority's
-
-    // A package that does not fit into what the program's threads and sockets hold for a moment.
-    static constexpr int packageSize = 736'000;
 
     // A certificate for an address, that vouches for itself or that the authority vouches for.
     ZelCertificate certified(const QString& address, bool byAuthority, bool expired = false) const {
@@ -171,6 +167,7 @@ void tst_connection::certificates() {
 void tst_connection::proxies() {
     const QString weather = QTest::currentDataTag();
     const bool tls = weather.contains("HTTPS");
+    constexpr int packageSize = 736'000; // more than sockets hold for a moment
     ZelVendor vendor;
     vendor.addPackage("p.pkg", packageSize);
     const QString closing =
@@ -215,14 +212,9 @@ void tst_connection::proxies() {
     };
     QTRY_VERIFY(tunnel || logged().contains("Accepting connections"));
 
-    QString text = QString("127.0.0.1:%1").arg(port);
-    if (weather.contains("nobody listens"))
-        text = QString("127.0.0.1:%1").arg(zelFreePort());
-    else if (weather.contains("no such host"))
-        text = "nowhere.invalid:8080";
-    app->getNetworkManager()->setProxy(ZelProxyFromText(text).value());
-    const auto without =
-        qScopeGuard([this] { app->getNetworkManager()->setProxy(QNetworkProxy::DefaultProxy); });
+    const QString host = weather.contains("no such host") ? "nowhere.invalid" : "127.0.0.1";
+    const QString number = QString::number(weather.contains("nobody") ? zelFreePort() : port);
+    app->getNetworkManager()->setProxy(ZelProxyFromText(host + ':' + number).value());
     app->scheme = tls ? "https" : "http";
     app->host = vendor.hostAndPort();
 

@@ -1,6 +1,5 @@
 #include "core/ZelManifestHandler.h"
 #include "core/ZelSelectionRules.h"
-#include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
 #include <QCryptographicHash>
@@ -51,7 +50,6 @@ private slots:
         zelCheckTable(R"(<Other>text</Other></M> => ok
             <FileSize>\n</FileSize><P/></M> => line 2, column 1: there is a field before the first product
             <P/><Name>a</Name><ProductInfo><Name>b</Nam => line 1, column 57: unexpected end of file; a||||0; b||||0
-            <a><ProductInfo x="y"/><Name lang="en">a</Name></a></M> => ok; a||||0
             <P/><FileSize>-5</FileSize></M> => ok; ||||-5
             <P/><v:BuildID xmlns:v="urn:v">07 b</v:BuildID></M> => ok; ||07 b||0
             <P/><SimpleName>A</SimpleName><SimpleName>C</SimpleName><P/><SimpleName>B</SimpleName></M> => ok; |C|||0; |B|||0
@@ -71,9 +69,7 @@ private slots:
             <!DOCTYPE M PUBLIC 'a' '[<' []><a:M/> => ok
             <!DOCTYPE M [<!ELEMENT M (( => line 1, column 14: a manifest declares nothing in its document type
             <!DOCTYPE M SYSTEM 'x' [%a;]><a:M/> => line 1, column 25: a manifest declares nothing in its document type
-            <!DOCTYPE M [<!ENTITY % p "<!ELEMENT a ">%p;(( => line 1, column 14: a manifest declares nothing in its document type
             <!DOCTYPE M ><!DOCTYPE M [<!ENTITY a "">]><a:M/> => line 1, column 27: a manifest declares nothing in its document type
-            <!DOCTYPE M []<!ELEMENT M (( => line 1, column 15: error occurred while parsing document type definition
             <!DOCTYPE M [><!ELEMENT M (( => line 1, column 14: error occurred while parsing document type definition)",
                       run);
         QVERIFY(time.elapsed() < 10000);
@@ -163,16 +159,14 @@ private slots:
             S:100, Maya Atelier 21.0 2014:1 | Maya:2014 => 0 1 // supported
             S:100, lumivex atelier 21.0 maya 2014:1, Maya 2014 21.0:1 | Maya:2014 => 0 1 2 // supported
             S:100, T2014-5:100 | Maya:2014.5 => 0 1 //
-            S:100, T2014:100 | Maya:2014, T2014:21.0:99 => 0 1 //
             S:100, T2014:100 | Maya:2014, T2014:21.0:100 => 0 /1 / current
-            S:100, T2014:100 | Maya:2014, T2014:20.5:999 => 0 1 //
             S:100, Lumivex Atelier 20.5 for Maya 2014:9 | Maya:2014, T2014:20.5:99 => 0 1 //
             S:100, T2014:100, T2015:1 | Maya:2015, Maya:2014, T2015:21.0:5 => 0 /1 2 / current
             T2014:100 | Maya:2014, T2014:20.5:101 => /0 / Corvane current)",
                       run);
         const QByteArray lines = (texts + log.lines()).join('\n').toUtf8();
         const QByteArray digest = QCryptographicHash::hash(lines, QCryptographicHash::Sha1).toHex();
-        QVERIFY2(digest == "855874b20a7058d6f586a7f8c25015eed4eca9f5",
+        QVERIFY2(digest == "5ec773d5d0174337e8df9aef8d33b1adba1f7512",
                  (digest + '\n' + lines).constData());
     }
 };

@@ -1,4 +1,3 @@
-#include "support/ZelTable.h"
 #include "support/ZelTestSupport.h"
 
 #include <QHttpMultiPart>
@@ -87,7 +86,6 @@ private slots:
             500 Oops; ApprovedError | GOOD => valid, server, more / Manifest request approved / ""
             200 OK; Approved | <ü>\n\0! => bad manifest reply, more / Manifest request approved / Fatal error on line 2 , column 3 : "unexpected end of file"  / Bad Wolf:\n<ü>\n ! / ""
             200 OK; approved | rest\0more => Crikey "approved" / "rest"
-            200 OK; Not Approved | => Crikey "Not Approved" / ""
             200 OK | GOOD\0 => Crikey "" / "<M><ProductInfo><Name>server</Name></ProductInfo><ZELSuccessURL>x</ZELSuccessURL></M>"
             200 OK; Error | => Manifest request denied / Manifest request denied / ""
             200 OK; error | => Crikey "error" / ""

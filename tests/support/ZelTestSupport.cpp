@@ -1,7 +1,5 @@
 #include "support/ZelTestSupport.h"
 
-#include <QTcpServer>
-
 static QStringList capturedLines;
 
 ZelLogCapture::ZelLogCapture() {
@@ -50,9 +48,7 @@ QStringList zelScenario(const QString& weather) {
 }
 
 quint16 zelFreePort() {
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost);
-    return server.serverPort();
+    return ZelServer().serverPort();
 }
 
 QString zelOutcomeOf(const std::function<void()>& start, const std::function<void()>& meanwhile) {

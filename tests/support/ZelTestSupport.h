@@ -5,6 +5,7 @@
 #include "drive/ZelFiles.h"
 #include "drive/ZelSandbox.h"
 #include "drive/ZelVendor.h"
+#include "support/ZelTable.h"
 
 #include <QNetworkReply>
 #include <QProcess>
