@@ -19,7 +19,7 @@ extern "C" int access(const char* path, int mode) noexcept {
 // Of the transfers that follow each other below, one a line.
 static const char courseOfTheLog[] = R"log(
 "error in download reply"; index out of range in Download  -1; index out of range in Download  7; Asked to download  "missing.pkg"  again
-downloading  "big" from QUrl("/packages/big.pkg"); Already downloading something 2; bound 0 524288; finished download 0; done big.pkg false false
+downloading  "big" from QUrl("/packages/big.pkg"); Already downloading something 2; bound 0 524288; finished download 0; done größe.pkg false false
 downloading  "missing" from QUrl("/packages/missing.pkg"); bound 1 524288; finished download 1; "the remote content was not found at the server (similar to HTTP error 404)"; failed 1 the remote content was not found at the server (similar to HTTP error 404) true
 downloading  "empty" from QUrl("/packages/empty.pkg"); finished download 2; done empty.pkg false false
 downloading  "more" from QUrl("/packages/more.pkg"); bound 3 524288; finished download 3; "the remote server closed the connection prematurely, before the entire reply was received and processed"; failed 3 the remote server closed the connection prematurely, before the entire reply was received and processed true
@@ -180,6 +180,7 @@ void tst_transfer::oneAfterAnother() {
         app->manifest.last().DownloadURL = vendor.packageUrl(name + ".pkg");
     }
     app->manifest[5].FileSize = 5001;
+    app->manifest[0].Name = "größe.pkg";
     const ZelLogCapture log;
     app->downloadReadyRead(); // with no transfer
     app->manifest[1].downloaded = true;
