@@ -40,6 +40,7 @@ public:
         auto* bar = find<QProgressBar>("productProgress");
         qDebug() << status->text();
         boxes.onShow = [=, this](QMessageBox& box) {
+            progress(1, 2); // as the toolkit's last word on a transfer that failed
             qDebug() << "shown with" << bytes->text() << bar->value();
             boxes.answers[box.objectName()] = {go()};
         };
@@ -94,6 +95,11 @@ public:
         for (const QFileInfo& file : downloads.entryInfoList(QDir::Files))
             files << QString("%1 %2").arg(file.fileName()).arg(file.size());
         return course.join(", ") + " / " + files.join(", ");
+    }
+
+    void progress(qint64 received, qint64 total) {
+        QMetaObject::invokeMethod(window->page(ZelMainWindow::Download), "downloadProgress",
+                                  Q_ARG(qint64, received), Q_ARG(qint64, total));
     }
 
     ZelServer server;
@@ -222,8 +228,6 @@ next, exit 1, exit 255 | +Tools & Toys 21.0.pkg, +two.pkg =>
 next, exit 0 | +first.PKG, +first.pkg.zip, +firstpkg, +two.pkg =>
     complete! 0, Not running installer on first.PKG, complete! 1, Not running installer on first.pkg.zip, complete! 2, Not running installer on firstpkg,
     complete! 3, installs two.pkg, [Finish], gone / first.PKG 8, first.pkg.zip 8, firstpkg 8, two.pkg 8
-next | +guide.pdf =>
-    complete! 0, Not running installer on guide.pdf, [Finish] / guide.pdf 8
 next, back, later, close | +guide.pdf =>
     complete! 0, Not running installer on guide.pdf, [Back Next], [closed], exits with 0 / guide.pdf 8
 switched off, next | +one.pkg =>
@@ -275,9 +279,7 @@ void tst_download::progress() {
     QTRY_COMPARE(queue.server.requests, QStringList{"/two.pkg"});
     const auto* bar = queue.find<QProgressBar>("productProgress");
     const auto run = [&](const QStringList& in) {
-        QMetaObject::invokeMethod(queue.window->currentPage(), "downloadProgress",
-                                  Q_ARG(qint64, in[0].toLongLong()),
-                                  Q_ARG(qint64, in[1].toLongLong()));
+        queue.progress(in[0].toLongLong(), in[1].toLongLong());
         return QString("%1 %2 %3..%4 %5")
             .arg(queue.find<QProgressBar>("overallProgress")->value())
             .arg(queue.find<QLabel>("byteCount")->text())
@@ -301,8 +303,7 @@ void tst_download::picturesTakeTurns() {
         ZelTestWizard wizard;
         for (const QString& number : in[1].split(' '))
             wizard.addPicture("whileUWait-" + number + ".png", QColor(number.toInt(), 0, 0));
-        QElapsedTimer timer;
-        timer.start();
+        const qint64 start = QDateTime::currentMSecsSinceEpoch();
         wizard.walkTo(ZelMainWindow::Welcome);
         const auto red = [](const QPixmap& picture) {
             return picture.isNull() ? 0 : picture.toImage().pixelColor(8, 8).red();
@@ -318,7 +319,7 @@ void tst_download::picturesTakeTurns() {
             return before != shown;
         };
         if (QTest::qWaitFor(changed))
-            interval = std::min(interval, timer.elapsed());
+            interval = std::min(interval, QDateTime::currentMSecsSinceEpoch() - start);
         return QTest::qWaitFor(changed) ? turns.join(' ') : "the pictures stop";
     };
     zelCheckTable(R"(gaps are skipped | 1 3 4 18 => 1 3 4 18 1 3
