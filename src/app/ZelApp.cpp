@@ -47,6 +47,8 @@ ZelApp::ZelApp(int& argc, char** argv)
 }
 
 ZelApp::~ZelApp() {
+    // Before the toolkit lets go of what TLS connections need to be closed.
+    delete networkManager;
     ZelFinalizeLogging();
 }
 
