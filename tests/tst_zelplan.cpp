@@ -175,7 +175,6 @@ private slots:
             check GOOD - => 1 passes: 0 errors, 0 warnings, 0 notes
             check --fail-on error - => 0 passes: 0 errors, 1 warning, 0 notes
             check --allow not-https - => 0 passes: 0 errors, 0 warnings, 0 notes, 1 allowed
-            check --allow not-https=Lumivex_FarmServer_21.0 - => 0 passes: 0 errors, 0 warnings, 0 notes, 1 allowed
             check --allow not-https=Scenes_21.0 - => 1 FAILS: 0 errors, 1 warning, 0 notes
             check --against HTTP - => 0 passes: 0 errors, 0 warnings, 0 notes, 1 known from the older manifest (--all shows them)
             check --against HTTP --all - => 1 FAILS: 0 errors, 1 warning, 0 notes

@@ -5,13 +5,27 @@
 #include "drive/ZelFiles.h"
 #include "drive/ZelSandbox.h"
 #include "drive/ZelVendor.h"
-#include "support/ZelTable.h"
 
 #include <QNetworkReply>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <functional>
+
+// Checks a table of one case a line, "input | more input => result": `run` makes the result from
+// the inputs. Blanks around the pieces do not count; a failure shows the whole line.
+inline void zelCheckTable(const QString& table, const std::function<QString(QStringList)>& run) {
+    for (const QString& line : table.trimmed().split('\n')) {
+        QVERIFY2(line.contains("=>"), qPrintable(line));
+        const QString input = line.section("=>", 0, 0);
+        QStringList cells;
+        for (const QString& cell : (input + ' ').split(" | "))
+            cells << cell.trimmed();
+        const QString found = (input + "=> " + run(cells)).trimmed();
+        QVERIFY2(found == line.trimmed(), qPrintable("\n" + found + "\nis not\n" + line.trimmed()));
+    }
+}
 
 // Collects the program's messages while it lives; they are not printed meanwhile.
 class ZelLogCapture {
@@ -45,9 +59,6 @@ void zelWeatherRows(const QString& heading);
 
 // The ready scenario of a weather, as an option of the vendor server; none when it needs none.
 QStringList zelScenario(const QString& weather);
-
-// A free TCP port on the loopback address.
-quint16 zelFreePort();
 
 // What becomes of the request for a manifest or a package that `start` makes: "goes on", or why
 // not. Until then `meanwhile` is called over and over.
