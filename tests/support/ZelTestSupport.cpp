@@ -47,10 +47,6 @@ QStringList zelScenario(const QString& weather) {
     return QFile::exists(file) ? QStringList{"--weather", file} : QStringList();
 }
 
-quint16 zelFreePort() {
-    return ZelServer().serverPort();
-}
-
 QString zelOutcomeOf(const std::function<void()>& start, const std::function<void()>& meanwhile) {
     const ZelApp* app = ZelApp::instance();
     QString outcome;
