@@ -59,6 +59,7 @@ void ZelApp::RequestManifest(const QUrl& url, const QString& userId, const QStri
 
     // Nobody waits for an earlier one; it must not go on with what is accepted for this one.
     if (const QPointer<QNetworkReply> earlier = std::exchange(manifestReply, nullptr)) {
+        earlier->disconnect(this); // its TLS errors may still come, and would be asked of the next
         earlier->abort();
         earlier->deleteLater();
     }
