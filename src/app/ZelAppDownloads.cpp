@@ -174,6 +174,7 @@ void ZelApp::finishedDownload(QNetworkReply* reply) {
     qDebug() << "finished download" << currentDownloadIndex;
     const int index = std::exchange(currentDownloadIndex, -1);
     const QNetworkReply* expected = std::exchange(currentDownloadReply, nullptr);
+    reply->disconnect(this); // TLS errors of an aborted one may still come: not for the next one
     reply->deleteLater();
 
     if (reply != expected) {
