@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QNetworkAccessManager>
 #include <QProgressBar>
+#include <QRegularExpression>
 #include <QSet>
 #include <cstdlib>
 

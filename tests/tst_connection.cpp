@@ -1,5 +1,4 @@
 #include "core/ZelProxyText.h"
-#include "core/ZelTexts.h"
 #include "drive/ZelTunnelProxy.h"
 #include "support/ZelTestSupport.h"
 
@@ -56,6 +55,7 @@ class tst_connection : public QObject {
 
 private slots:
     void initTestCase() { zelSelfSigned(folder.path(), {"-subj", "/CN=Authority"}); }
+
     // From the errors (Leaf, Chain) and the answer to whether all or none of them are accepted, and
     // what is asked, logged and printed.
     void policy() {
@@ -188,7 +188,8 @@ private slots:
                 std::apply([](auto... how) { return std::make_unique<ZelTunnelProxy>(how...); },
                            breaking[weather]);
 
-        const int port = tunnel ? tunnel->port : QUrl(ZelServer().url()).port(); // is free again
+        const int port =
+            tunnel ? tunnel->serverPort() : QUrl(ZelServer().url()).port(); // is free again
         const QString log = zelWriteFile(folder.filePath("log"), "");
         const QString config =
             QString("Listen 127.0.0.1\nPort %1\nLogFile \"%2\"\nLogLevel Info\nMaxClients 20\n%3")
@@ -224,7 +225,7 @@ private slots:
         const QString package = zelOutcomeOf(fetch);
         QCOMPARE(bound, tls ? 0 : 512 * 1024);
         const int requests =
-            tunnel ? int(tunnel->requests) : int(logged().count("Request (file descriptor"));
+            tunnel ? tunnel->requests : int(logged().count("Request (file descriptor"));
         QTEST(manifest + " | " + package + " | " + QString::number(requests), "expected");
         if (tunnel)
             return;

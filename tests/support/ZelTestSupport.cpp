@@ -47,7 +47,7 @@ QStringList zelScenario(const QString& weather) {
     return QFile::exists(file) ? QStringList{"--weather", file} : QStringList();
 }
 
-QString zelOutcomeOf(const std::function<void()>& start, const std::function<void()>& meanwhile) {
+QString zelOutcomeOf(const std::function<void()>& start) {
     const ZelApp* app = ZelApp::instance();
     QString outcome;
     QObject context;
@@ -58,11 +58,7 @@ QString zelOutcomeOf(const std::function<void()>& start, const std::function<voi
     QObject::connect(app, qOverload<int>(&ZelApp::finishedDownload), &context, goesOn);
     QObject::connect(app, &ZelApp::failedDownload, &context, fails);
     start();
-    const auto isKnown = [&] {
-        meanwhile();
-        return !outcome.isEmpty();
-    };
-    return QTest::qWaitFor(isKnown, 20000) ? outcome : "no end";
+    return QTest::qWaitFor([&] { return !outcome.isEmpty(); }, 20000) ? outcome : "no end";
 }
 
 QNetworkReply* zelDownload(const QUrl& url) {

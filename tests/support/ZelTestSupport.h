@@ -8,6 +8,7 @@
 
 #include <QNetworkReply>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -61,9 +62,8 @@ void zelWeatherRows(const QString& heading);
 QStringList zelScenario(const QString& weather);
 
 // What becomes of the request for a manifest or a package that `start` makes: "goes on", or why
-// not. Until then `meanwhile` is called over and over.
-QString zelOutcomeOf(
-    const std::function<void()>& start, const std::function<void()>& meanwhile = [] {});
+// not.
+QString zelOutcomeOf(const std::function<void()>& start);
 
 // Makes a package of this address the only one on offer, and starts its transfer.
 QNetworkReply* zelDownload(const QUrl& url);

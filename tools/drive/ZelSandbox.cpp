@@ -66,15 +66,6 @@ void ZelSandbox::offer(const QByteArrayList& products) const {
     zelWriteFile(machine.filePath("manifest.xml"), zelManifestXml(products));
 }
 
-void ZelSandbox::offerOnDisk(const QStringList& names) const {
-    QByteArrayList products;
-    for (const QString& name : names) {
-        zelWriteFile(downloads.filePath(name), "xar!");
-        products << zelProductXml(name, "Label of " + name, 1, 4, "http://127.0.0.1:1/none");
-    }
-    offer(products);
-}
-
 QStringList ZelSandbox::installerCalls() const {
     QFile file(machine.filePath("bin/calls"));
     return file.open(QIODevice::ReadOnly)

@@ -4,7 +4,6 @@
 #include "drive/ZelEnvironment.h"
 #include "drive/ZelWizardDriver.h"
 
-#include <QRegularExpression>
 #include <QTemporaryDir>
 
 // The driven wizard on a machine of its own making. Maya 2014, 2016 and 2016.5 are installed there
@@ -18,21 +17,16 @@ public:
     // The products on offer, from the next visit to the selection page on.
     void offer(const QByteArrayList& products) const;
 
-    // Offers products whose packages are in the download folder already.
-    void offerOnDisk(const QStringList& names) const;
-
     // What the package installer does, in shell lines; it waits for the next until one ends it.
     void tellInstaller(const QByteArray& line) { gate.write(line + '\n'); }
 
-    // The command lines that package installers were run with, and the packages in them.
+    // The command lines that package installers were run with.
     QStringList installerCalls() const;
-    QStringList installed() const { return installerCalls().replaceInStrings(leadingPath, ""); }
 
     QTemporaryDir machine;
     ZelEnvironment path;
     QDir downloads;
 
 private:
-    const QRegularExpression leadingPath{".*/"};
     QFile gate;
 };

@@ -1,42 +1,22 @@
 #pragma once
 
-#include <QSemaphore>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QThread>
 #include <sys/socket.h>
 
-// A proxy that makes tunnels and breaks them, in a thread of its own, so that it goes on while the
-// program's thread is held up.
-class ZelTunnelProxy : public QThread {
+// A proxy that makes tunnels and breaks them.
+class ZelTunnelProxy : public QTcpServer {
 public:
     // Answers each CONNECT with `toConnect`; when that is null, by making the tunnel, which lets
     // `bytes` bytes through to the program. After that, or when the server has closed, it closes
     // the connection, or resets it.
     ZelTunnelProxy(const QByteArray& toConnect, qint64 bytes, bool byReset)
         : answer(toConnect), limit(bytes), resets(byReset) {
-        start();
-        listening.acquire();
-    }
-    ~ZelTunnelProxy() override {
-        quit();
-        wait();
+        connect(this, &QTcpServer::newConnection, this, [this] { serve(nextPendingConnection()); });
+        listen(QHostAddress::LocalHost);
     }
 
-    quint16 port = 0;
-    QAtomicInt requests;
-    QSemaphore closed; // released with each connection that it has closed
-
-protected:
-    void run() override {
-        QTcpServer server;
-        connect(&server, &QTcpServer::newConnection, &server,
-                [&] { serve(server.nextPendingConnection()); });
-        server.listen(QHostAddress::LocalHost);
-        port = server.serverPort();
-        listening.release();
-        exec();
-    }
+    int requests = 0;
 
 private:
     void serve(QTcpSocket* client) {
@@ -76,11 +56,9 @@ private:
         } else {
             client->disconnectFromHost();
         }
-        closed.release();
     }
 
     const QByteArray answer;
     const qint64 limit;
     const bool resets;
-    QSemaphore listening;
 };

@@ -61,9 +61,10 @@ void ZelServer::reset() {
     latest->abort();
 }
 
-void ZelServer::setAnswer(const QByteArray& head, const QByteArray& body, int missing) {
-    always = "HTTP/1.1 " + head + "\r\nConnection: close\r\nContent-Length: " +
-             QByteArray::number(body.size() + missing) + "\r\n\r\n" + body;
+void ZelServer::setAnswer(const QByteArray& head, const QByteArray& body) {
+    always = "HTTP/1.1 " + head +
+             "\r\nConnection: close\r\nContent-Length: " + QByteArray::number(body.size()) +
+             "\r\n\r\n" + body;
 }
 
 void ZelServer::stop() {

@@ -45,8 +45,8 @@ public:
     void reset();
 
     // Answers every request from now on, and closes its connection: status and fields as in `head`
-    // ("200 OK\r\nX: y"), then the body, of which `missing` bytes are announced but never come.
-    void setAnswer(const QByteArray& head, const QByteArray& body, int missing = 0);
+    // ("200 OK\r\nX: y"), then the body.
+    void setAnswer(const QByteArray& head, const QByteArray& body);
 
     // Breaks all connections and listens no more.
     void stop();
