@@ -2,6 +2,7 @@
 // bytes of a script, one is an event and one says how it is done. With WALK_LOG in the environment
 // the walk tells what happens.
 
+#include "Origin.h"
 #include "WalkModel.h"
 #include "drive/ZelCertificate.h"
 #include "drive/ZelFailingDisk.h"
@@ -28,42 +29,6 @@ constexpr int packageSize = 1000; // as the manifests have it
 // Without the first two, which a machine with Maya 2014 is to have, a box opens.
 const char* const names[] = {"a.pkg", "b.pkg", "c.txt", "d.pkg"};
 const char* const labels[] = {"FarmServer 21.0", "Lumivex Atelier 21.0 for Maya 2014", "c", "d"};
-
-// A server that sends one answer in pieces.
-class Origin : public ZelServer {
-public:
-    explicit Origin(const bool& certificateIsAccepted) : isAccepted(certificateIsAccepted) {
-        last = this;
-    }
-
-    bool isIdle() const { return !asked && owed <= 0; }
-
-    void more(qint64 size) {
-        send(left.left(size));
-        owed -= std::min(size, qint64(left.size()));
-        left.remove(0, size);
-    }
-
-    void end(void (Origin::*how)()) {
-        asked = false;
-        owed = 0;
-        (this->*how)();
-    }
-
-    QByteArray left;            // to be sent
-    qint64 owed = 0;            // of what was announced
-    static inline Origin* last; // the one that was asked last
-
-protected:
-    void handle(QTcpSocket*, const ZelRequest&) override {
-        last = this;
-        owed = 0;
-        WalkModel::require(isAccepted || url().startsWith("http:"), "an unknown server is asked");
-    }
-
-private:
-    const bool& isAccepted;
-};
 
 // Whether the toolkit's own threads have nothing to do.
 bool othersSleep() {
