@@ -74,7 +74,7 @@ void turn(const std::function<bool()>& awaited = [] { return false; }) {
 
 class Walk : public WalkModel {
 public:
-    Walk(const QSslConfiguration& tls, const QByteArray& bytes) : script(bytes) {
+    explicit Walk(const QSslConfiguration& tls) {
         secure.setSslConfiguration(tls);
         turn(); // what is left of an earlier walk
         ZelApp::instance()->getNetworkManager()->clearConnectionCache();
@@ -85,6 +85,19 @@ public:
             box.close();
         };
         current = this;
+    }
+
+    ~Walk() {
+        current = nullptr;
+        boxes.onShow = nullptr;
+        zelFailDisk(nullptr, 0, 0, nullptr);
+        QDir().rename(downloads.path() + ".gone", downloads.path());
+        tellInstaller("exit 0");
+    }
+
+    // Walks until the script is over or the program ends.
+    void walk(const QByteArray& bytes) {
+        script = bytes;
         const int status = exitStatusOf(
             [this] {
                 QTimer::singleShot(0, &life, [this] {
@@ -99,14 +112,6 @@ public:
             },
             0);
         assert(std::abs(status) <= 1 || status == noExit);
-    }
-
-    ~Walk() {
-        current = nullptr;
-        boxes.onShow = nullptr;
-        zelFailDisk(nullptr, 0, 0, nullptr);
-        QDir().rename(downloads.path() + ".gone", downloads.path());
-        tellInstaller("exit 0");
     }
 
     static void hear(QtMsgType type, const QMessageLogContext& context, const QString& message) {
@@ -344,6 +349,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         qInstallMessageHandler(Walk::hear);
         return zelSelfSigned(home.path()).configuration();
     }();
-    Walk(tls, QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)));
+    Walk(tls).walk(QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)));
     return 0;
 }
