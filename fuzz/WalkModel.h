@@ -25,11 +25,11 @@ protected:
         return box() || page() != ZelMainWindow::Download;
     }
 
-    // Whether the installer is about to do something.
-    bool isBusy() const { return told || installer == QProcess::Starting; }
-
-    // Whether the next step waits for nothing but a timer.
-    bool isBetween() const { return isOnPage() && !box() && !installing && transfers() == 0; }
+    // Whether the next step waits for nothing but a timer or the start of the installer.
+    bool isBetween() const {
+        return installer == QProcess::Starting ||
+               (isOnPage() && !box() && !installing && transfers() == 0);
+    }
 
     // Looked at after every event.
     void check() {

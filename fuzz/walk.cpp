@@ -284,9 +284,9 @@ private:
         server.send("HTTP/1.1 " + head + (announced < 0 ? "" : length) + "\r\n");
     }
 
-    // Patiently, it goes on until timers have had their effect, too.
+    // Patiently, it goes on from step to step, too.
     void settle(bool patiently) {
-        turn([&] { return life.isRunning() && (isBusy() || (patiently && isBetween())); });
+        turn([&] { return life.isRunning() && (told || (patiently && isBetween())); });
     }
 
     // Nothing comes any more: the user must be able to go on, or the program has to end.
