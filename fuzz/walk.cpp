@@ -18,6 +18,7 @@
 namespace {
 
 constexpr int packageSize = 1000; // as the manifests have it
+QSslConfiguration tls;            // with a certificate that vouches for itself
 
 // A server that sends its answers in pieces.
 class Origin : public ZelServer {
@@ -74,7 +75,7 @@ void turn(const std::function<bool()>& awaited = [] { return false; }) {
 
 class Walk : public WalkModel {
 public:
-    explicit Walk(const QSslConfiguration& tls) {
+    Walk() {
         secure.setSslConfiguration(tls);
         turn(); // what is left of an earlier walk
         ZelApp::instance()->getNetworkManager()->clearConnectionCache();
@@ -264,8 +265,7 @@ private:
             "Location: " + products[how % 4].origin.url(target).toUtf8() + "\r\n";
         const struct {
             QByteArray head;
-            qint64 announced;
-            qint64 good; // to be saved
+            qint64 announced, saved;
         } kinds[] = {
             {good, size, size},
             {good, size + 7, 0},
@@ -330,25 +330,21 @@ class Blind : public QObject {
 
 } // namespace
 
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+    static QTemporaryDir home;
+    qputenv("HOME", QFile::encodeName(home.path()));
+    qputenv("QT_QPA_PLATFORM", "minimal");
+    auto* app = new ZelApp(*argc, *argv);
+    app->installEventFilter(new Blind);
+    QDir(home.path()).mkdir("Downloads");
+    tls = zelSelfSigned(home.path()).configuration();
+    // For each picture, the toolkit would look for a plug-in that can read it.
+    QCoreApplication::setLibraryPaths({});
+    qInstallMessageHandler(Walk::hear);
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const QSslConfiguration tls = [] {
-        static QTemporaryDir home;
-        static int count = 1;
-        static char name[] = "walk", *arguments = name;
-        qputenv("HOME", QFile::encodeName(home.path()));
-        qputenv("QT_QPA_PLATFORM", "minimal");
-        auto* app = new ZelApp(count, &arguments);
-        app->installEventFilter(new Blind);
-        app->installRoot = home.path();
-        QDir(home.path()).mkdir("Downloads");
-        // Without pictures, the toolkit would look for each in every format that it knows.
-        const QString pictures = "lib/Resources/images/";
-        QDir(home.path()).mkpath(pictures);
-        for (const QString& picture : QDir(pictures).entryList(QDir::Files))
-            QImage(1, 1, QImage::Format_Mono).save(home.filePath(pictures + picture));
-        qInstallMessageHandler(Walk::hear);
-        return zelSelfSigned(home.path()).configuration();
-    }();
-    Walk(tls).walk(QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)));
+    Walk().walk(QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)));
     return 0;
 }
